@@ -1,0 +1,121 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <set>
+#include <sstream>
+#include <string>
+
+#define ORVIX_LOG_EXPORT __attribute__((visibility("default")))
+
+/// Writes one log line. `LEVEL` is an enumerator of OrvixLog::Level without its scope, `category` a
+/// string, `items` the message as one chain of insertions:
+///
+///     ORVIX_LOG(DEBUG, "sdt", "offset " << offset);
+///
+/// The items are evaluated only when the line is written. Numbers are decimal unless an item
+/// switches the stream.
+#define ORVIX_LOG(LEVEL, category, items)                                                   \
+    do {                                                                                    \
+        if (OrvixLog::LEVEL <= OrvixLog::reporting_level() &&                               \
+            OrvixLog::output_stream() != nullptr && OrvixLog::can_log(category)) {          \
+            OrvixLog orvix_log_statement;                                                   \
+            orvix_log_statement.get(OrvixLog::LEVEL, category)                              \
+                << __FILE__ << ":" << __LINE__ << " - " << items << std::endl; /* NOLINT */ \
+        }                                                                                   \
+    } while (false)
+
+/// One logging statement, and the settings that all statements of the process share.
+///
+/// A line reads, in local time,
+///
+///     13:02:51.417 [812] <si_parser> ERROR: si_parser/src/psi_table.cpp:61 - Short buffer, ...
+///
+/// that is time, kernel thread id, category, level, source position, message. It is written by the
+/// destructor, with one call, and flushed. Write errors are ignored; nothing throws, and errno is
+/// left as it was. Use ORVIX_LOG, which builds nothing when the line would not be written.
+///
+/// `reporting_level` and `output_stream` are read and written without a lock: set them before other
+/// threads log. The filters may be changed at any time from any thread.
+class ORVIX_LOG_EXPORT OrvixLog {
+public:
+    /// A larger value is more verbose.
+    enum Level {
+        NONE,   ///< as a reporting level: nothing is written but NONE itself
+        PLAIN,  ///< a line without a level word
+        ERROR,
+        WARNING,
+        INFO,
+        DEBUG,
+        DEBUG1,
+        DEBUG2,
+        DEBUG3,
+        DEBUG4
+    };
+
+    /// Which lines are let through. Read or change it only while holding a data_locker.
+    struct filter_data {
+        std::set<std::string> enabled_categories;   ///< counts only while `only_enabled` is set
+        std::set<std::string> disabled_categories;  ///< counts only while `only_enabled` is clear
+        std::set<std::uint32_t> muted_threads;      ///< kernel thread ids, silent in every mode
+        bool only_enabled = false;
+    };
+
+    /// Holds the mutex of the filter data from construction to destruction.
+    class ORVIX_LOG_EXPORT data_locker {
+    public:
+        data_locker();
+        ~data_locker();
+        data_locker(const data_locker&) = delete;
+        data_locker& operator=(const data_locker&) = delete;
+
+        static pthread_mutex_t& get_mutex();
+    };
+
+    /// The most verbose level that is written, at first DEBUG4. Assign through the reference.
+    static Level& reporting_level() { return reporting_level_; }
+
+    /// Where lines go, at first the standard output. Assign through the reference; null silences
+    /// all logging. The stream stays the caller's.
+    static std::FILE*& output_stream();
+
+    /// Whether the filters let a line of this category, from the calling thread, through.
+    static bool can_log(const std::string& category);
+
+    /// The level's printed name, empty for PLAIN. `level` must be one of the enumerators.
+    static std::string to_string(Level level);
+
+    /// The filter data, null before its first use; never freed.
+    static filter_data* data();
+
+    // Each of these takes the filter data's mutex. Names are compared exactly; repeats are
+    // harmless.
+    static void add_enabled_category(const std::string& category);
+    static void remove_enabled_category(const std::string& category);
+    static void add_disabled_category(const std::string& category);
+    static void remove_disabled_category(const std::string& category);
+    static void mute_thread(std::uint32_t kernel_thread_id);
+    static void unmute_thread(std::uint32_t kernel_thread_id);
+    /// With `only_enabled`, just the enabled categories are written; without, all but the disabled.
+    static void set_only_enabled(bool only_enabled);
+
+    OrvixLog();
+    /// Writes the line to the output stream in force now, which may be another than at
+    /// construction.
+    ~OrvixLog();
+    OrvixLog(const OrvixLog&) = delete;
+    OrvixLog& operator=(const OrvixLog&) = delete;
+
+    /// Begins the line with colour, time, thread, category and level; the message goes into the
+    /// returned stream, its newline included.
+    std::ostream& get(Level level, const std::string& category);
+
+private:
+    static Level reporting_level_;
+
+    std::FILE* stream_;
+    bool terminal_;
+    std::ostringstream line_;
+};

@@ -1,0 +1,168 @@
+#include <log/orvix_log.h>
+#include <sys/syscall.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <new>
+
+namespace {
+
+constexpr char bold_red[] = "\x1B[1;31m";
+constexpr char bold_yellow[] = "\x1B[1;33m";
+constexpr char default_colour[] = "\x1B[0;39m";
+
+constexpr std::array<const char*, 10> level_names = {
+    "NONE", "", "ERROR", "WARNING", "INFO", "DEBUG", "DEBUG1", "DEBUG2", "DEBUG3", "DEBUG4"};
+
+OrvixLog::filter_data* filters = nullptr;
+
+/// A log line in the middle of a caller's error handling must not change what the caller sees.
+class errno_keeper {
+public:
+    errno_keeper() : kept_(errno) {}
+    ~errno_keeper() { errno = kept_; }
+    errno_keeper(const errno_keeper&) = delete;
+    errno_keeper& operator=(const errno_keeper&) = delete;
+
+private:
+    int kept_;
+};
+
+long kernel_thread_id() { return syscall(SYS_gettid); }
+
+/// Creates the filter data on its first use. The caller holds the mutex.
+OrvixLog::filter_data& shared_filters() {
+    if (filters == nullptr) filters = new OrvixLog::filter_data;
+    return *filters;
+}
+
+bool contains(const std::set<std::string>& categories, const std::string& category) {
+    return categories.find(category) != categories.end();
+}
+
+const char* colour_of(OrvixLog::Level level) {
+    switch (level) {
+        case OrvixLog::ERROR:
+            return bold_red;
+        case OrvixLog::WARNING:
+            return bold_yellow;
+        default:
+            return default_colour;
+    }
+}
+
+/// Local time of day as hh:mm:ss.mmm, milliseconds truncated.
+std::string time_of_day() {
+    timeval now;
+    gettimeofday(&now, nullptr);
+    tm local;
+    localtime_r(&now.tv_sec, &local);
+
+    char text[64];
+    std::snprintf(text, sizeof text, "%02d:%02d:%02d.%03d", local.tm_hour, local.tm_min,
+                  local.tm_sec, static_cast<int>(now.tv_usec / 1000));
+    return text;
+}
+
+}  // namespace
+
+OrvixLog::Level OrvixLog::reporting_level_ = OrvixLog::DEBUG4;
+
+std::FILE*& OrvixLog::output_stream() {
+    static std::FILE* stream = stdout;
+    return stream;
+}
+
+pthread_mutex_t& OrvixLog::data_locker::get_mutex() {
+    static pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+    return mutex;
+}
+
+OrvixLog::data_locker::data_locker() { pthread_mutex_lock(&get_mutex()); }
+
+OrvixLog::data_locker::~data_locker() { pthread_mutex_unlock(&get_mutex()); }
+
+OrvixLog::filter_data* OrvixLog::data() { return filters; }
+
+bool OrvixLog::can_log(const std::string& category) try {
+    const auto thread = static_cast<std::uint32_t>(kernel_thread_id());
+    const data_locker lock;
+    const filter_data& filter = shared_filters();
+    if (filter.muted_threads.count(thread) != 0) return false;
+    if (filter.only_enabled) return contains(filter.enabled_categories, category);
+    return !contains(filter.disabled_categories, category);
+} catch (const std::bad_alloc&) {
+    return false;  // no memory for the filters: the line is lost, the caller goes on
+}
+
+std::string OrvixLog::to_string(Level level) { return level_names[level]; }
+
+void OrvixLog::add_enabled_category(const std::string& category) {
+    const data_locker lock;
+    shared_filters().enabled_categories.insert(category);
+}
+
+void OrvixLog::remove_enabled_category(const std::string& category) {
+    const data_locker lock;
+    shared_filters().enabled_categories.erase(category);
+}
+
+void OrvixLog::add_disabled_category(const std::string& category) {
+    const data_locker lock;
+    shared_filters().disabled_categories.insert(category);
+}
+
+void OrvixLog::remove_disabled_category(const std::string& category) {
+    const data_locker lock;
+    shared_filters().disabled_categories.erase(category);
+}
+
+void OrvixLog::mute_thread(std::uint32_t kernel_thread_id) {
+    const data_locker lock;
+    shared_filters().muted_threads.insert(kernel_thread_id);
+}
+
+void OrvixLog::unmute_thread(std::uint32_t kernel_thread_id) {
+    const data_locker lock;
+    shared_filters().muted_threads.erase(kernel_thread_id);
+}
+
+void OrvixLog::set_only_enabled(bool only_enabled) {
+    const data_locker lock;
+    shared_filters().only_enabled = only_enabled;
+}
+
+OrvixLog::OrvixLog() : stream_(output_stream()), terminal_(false) {
+    const errno_keeper keep;
+    terminal_ = stream_ != nullptr && isatty(fileno(stream_)) != 0;
+}
+
+std::ostream& OrvixLog::get(Level level, const std::string& category) {
+    const errno_keeper keep;
+    if (terminal_) line_ << colour_of(level);
+    line_ << time_of_day() << " [" << kernel_thread_id() << "] <" << category << "> "
+          << to_string(level);
+    if (level != PLAIN) line_ << ": ";
+    line_.clear();
+    return line_;
+}
+
+OrvixLog::~OrvixLog() {
+    const errno_keeper keep;
+    try {
+        const std::string text = line_.str();
+        std::FILE* const stream = output_stream();
+        if (stream == nullptr) return;
+
+        std::fputs(text.c_str(), stream);
+        // The reset follows the newline: it stands at the start of the terminal's next line.
+        if (terminal_) std::fwrite(default_colour, 1, std::strlen(default_colour), stream);
+        std::fflush(stream);
+    } catch (const std::bad_alloc&) {
+        // No memory for the text: the line is lost, the caller goes on.
+    }
+}

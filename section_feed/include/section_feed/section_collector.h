@@ -1,0 +1,81 @@
+#pragma once
+
+#include <section_feed/export.h>
+#include <section_feed/packet_reader.h>
+#include <section_feed/section_gate.h>
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+
+namespace orvix::section_feed {
+
+/// Why a packet was dropped, or the section that it belonged to, as a receiver's demultiplexer
+/// does.
+enum class drop_reason : std::uint8_t {
+    transport_error,  ///< transport_error_indicator set
+    scrambled,        ///< transport_scrambling_control not 0
+    discontinuity,    ///< continuity_counter jumped; an unfinished section is lost with it
+    bad_adaptation,   ///< adaptation_field_length leaves no payload where one is announced
+    bad_pointer,      ///< pointer_field leads past the packet
+    unfinished,       ///< a new section began, or the stream ended, before the section was whole
+    bad_length,  ///< section_length above 4093; the bytes up to the next pointer_field are lost
+};
+constexpr std::size_t drop_reasons = 7;
+
+/// The reason's name, as written above.
+SECTION_FEED_EXPORT const char* to_string(drop_reason reason);
+
+/// One whole section.
+struct section {
+    /// `size` bytes, table_id first, and one spare readable byte behind them. Valid during the
+    /// call.
+    std::uint8_t* bytes = nullptr;
+    std::size_t size = 0;
+    std::uint16_t pid = 0;
+    std::uint64_t packet_index = 0;  ///< of the packet in which the section ended
+};
+
+/// What happened on one PID.
+struct pid_counts {
+    std::uint64_t packets = 0;
+    std::uint64_t admitted = 0;                            ///< sections handed out
+    std::array<std::uint64_t, verdicts> refused = {};      ///< sections, by verdict of the gate
+    std::array<std::uint64_t, drop_reasons> dropped = {};  ///< by drop_reason
+};
+
+/// Packets in, sections out: puts the sections of the followed PIDs together (ISO/IEC 13818-1
+/// 2.4.4), drops what a receiver's demultiplexer drops, and hands out what the gate admits.
+/// Everything that it leaves out is counted. One thread at a time.
+class SECTION_FEED_EXPORT section_collector {
+public:
+    using section_handler = std::function<void(const section&)>;
+    using refusal_handler = std::function<void(const section&, const gate_result&)>;
+
+    /// `on_section` is handed every admitted section, `on_refused` every whole one that the gate
+    /// refuses (verdict::not_decoded included). Both may follow and unfollow PIDs. What they throw
+    /// passes through `push`.
+    explicit section_collector(section_handler on_section, refusal_handler on_refused = {},
+                               gate_options options = {});
+    ~section_collector();
+    section_collector(const section_collector&) = delete;
+    section_collector& operator=(const section_collector&) = delete;
+
+    void follow(std::uint16_t pid);
+    /// Drops an unfinished section of the PID; its counts stay.
+    void unfollow(std::uint16_t pid);
+    bool follows(std::uint16_t pid) const;
+
+    /// Takes a packet; one of a PID that is not followed costs a look at its header.
+    void push(const packet& p);
+    /// Says that no more packets come: unfinished sections are counted and dropped.
+    void finish();
+
+    /// Counts by PID, of all PIDs ever followed.
+    std::map<std::uint16_t, pid_counts> counts() const;
+};
+
+}  // namespace orvix::section_feed
