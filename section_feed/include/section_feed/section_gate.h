@@ -12,13 +12,12 @@ namespace orvix::section_feed {
 enum class verdict : std::uint8_t {
     admitted,
     not_decoded,      ///< of a table that the parser does not decode; nothing else was looked at
-    too_short,        ///< ends before the fixed fields of its table do
+    too_short,        ///< ends within fields of a fixed size that the parser reads
     length_mismatch,  ///< section_length + 3 is not the number of bytes handed in
     crc_mismatch,     ///< the CRC_32 is wrong
-    overrun,          ///< the parser would read behind the section's end
+    overrun,          ///< a length leads the parser behind the section's end
     endless,          ///< the parse would never end
 };
-
 constexpr std::size_t verdicts = 7;
 
 /// The verdict's name, as written above.
@@ -28,26 +27,38 @@ struct gate_options {
     bool check_crc = true;
 };
 
-/// What the gate found. Trivially copied; refers to constant texts only.
+/// What the gate found. Cheap to copy: it refers to constant texts only.
 struct SECTION_FEED_EXPORT gate_result {
     verdict why = verdict::admitted;
     std::uint32_t byte = 0;  ///< offset of the offending field, from table_id
 
-    const char* table = "";   ///< "PMT", "EIT", ...
-    const char* field = "";   ///< the field's name in the standards
-    std::uint32_t value = 0;  ///< what the field says
-    std::uint32_t limit = 0;  ///< what it broke, as `why` has it
+    const char* table = "";  ///< "PMT", "EIT", ...; empty where no table is known
+    const char* field =
+        "";  ///< the field, or the fields of a fixed size, as the standards name them
+    std::uint32_t value =
+        0;  ///< what the field says; for `too_short` the bytes that the fields take
+    /// What the value broke: the section's size, for `crc_mismatch` the CRC_32 that would be right,
+    /// for `endless` the byte that the parser's cursor cannot pass.
+    std::uint32_t limit = 0;
 
     bool admitted() const { return why == verdict::admitted; }
-    /// One sentence for an engineer that names table, field, value, place and limit. Empty when
-    /// admitted.
+    /// One sentence for an engineer: table, field, value, place and limit. Empty when admitted.
     std::string text() const;
 };
 
-/// Whether `libsi_parser` may be handed this section: every read inside `size` bytes, in bounded
-/// time and memory. Never reads outside `section[0, size)` and never allocates.
+/// Whether `libsi_parser` may be handed this section: whether it reads only inside `size` bytes,
+/// and ends. Sections that its header check would refuse, and those with a wrong CRC_32, are
+/// refused too; whatever is merely unusual is admitted. Never reads outside `section[0, size)`,
+/// never allocates.
 ///
-/// A Time and Date Table is admitted with its 8 bytes; `tdt::parse` wants to be told 9.
+/// What cannot be admitted although it is well formed: a PMT of 260 bytes or more, and a section in
+/// which the parser's own reading of a field leads outside (the CRC_32 of a TOT with an empty loop,
+/// read as a descriptor; an IP transport in an odd place of its loop).
+///
+/// Parsing an admitted section allocates at most 16 KiB per byte of the section; ordinary ones take
+/// some 20 bytes per byte.
+///
+/// A Time and Date Table is admitted with its 8 bytes, which `tdt::parse` wants to be told are 9.
 SECTION_FEED_EXPORT gate_result check_section(const std::uint8_t* section, std::size_t size,
                                               gate_options options = {});
 
