@@ -28,8 +28,16 @@ struct packet {
 ///     while (reader.next(p)) ...;
 ///
 /// Packets of 188 bytes, of 192 (four bytes of time code before each) and of 204 (sixteen bytes of
-/// error correction behind each) are told apart by where their sync bytes stand. What is not a
-/// packet is skipped and counted, and the packets behind it are found again. One thread at a time.
+/// error correction behind each) are told apart by where their sync bytes stand: five in a row are
+/// believed, or as many as there are in a shorter stream that starts with a packet.
+///
+/// From then on a packet is handed out as soon as the sync byte behind it is there. Where that one
+/// is missing, the bytes of the next seven packets decide: a packet whose sync byte was damaged is
+/// skipped alone; a packet that was cut is skipped, and the whole one behind it is not. Anything
+/// else is skipped until five sync bytes stand in a row again.
+///
+/// What comes out does not depend on the sizes of the pushes. The time is linear in the bytes, and
+/// the memory in the largest push if `next` is asked until it says false. One thread at a time.
 class SECTION_FEED_EXPORT packet_reader {
 public:
     packet_reader();
@@ -43,13 +51,49 @@ public:
     /// Says that no more bytes come: the last packets need no successor to be believed.
     void finish();
     /// The next packet; false where more bytes are needed, or after `finish` none is left.
-    bool next(packet& out);
+    bool next(packet& out) {
+        if (in_sync_ && end_ - position_ > packet_size_ &&
+            buffer_[position_ + packet_size_] == sync_byte) {
+            hand_out(out);
+            position_ += packet_size_;
+            return true;
+        }
+        return next_without_successor(out);
+    }
 
     /// 188, 192 or 204, as last seen; 0 before the first packet.
-    unsigned int packet_size() const;
-    std::uint64_t packets() const;        ///< handed out
-    std::uint64_t skipped_bytes() const;  ///< belonged to no packet
-    std::uint64_t sync_losses() const;    ///< how often packets had to be found again
+    unsigned int packet_size() const { return packet_size_; }
+    std::uint64_t packets() const { return packets_; }              ///< handed out
+    std::uint64_t skipped_bytes() const { return skipped_bytes_; }  ///< belonged to no packet
+    /// How often packets had to be found again.
+    std::uint64_t sync_losses() const { return sync_losses_; }
+
+private:
+    static constexpr std::uint8_t sync_byte = 0x47;
+
+    void hand_out(packet& out) {
+        out.bytes = buffer_.data() + position_;
+        out.index = packets_++;
+    }
+    bool next_without_successor(packet& out);
+    bool hunt();
+    bool resynchronise(packet& out);
+    std::size_t find_again() const;
+    std::size_t find_sync_byte(std::size_t from, std::size_t limit) const;
+    unsigned int sync_bytes_in_a_row(std::size_t at, unsigned int packet_size) const;
+    bool is_locked(std::size_t at, unsigned int packet_size) const;
+    void skip_to(std::size_t position);
+
+    std::vector<std::uint8_t> buffer_;  // the bytes pushed are [0, end_)
+    std::size_t position_ = 0;  // in sync: the next packet's sync byte; else not yet skipped
+    std::size_t end_ = 0;
+    std::size_t hunted_ = 0;  // not in sync: no packet begins before this byte
+    unsigned int packet_size_ = 0;
+    bool in_sync_ = false;
+    bool finished_ = false;
+    std::uint64_t packets_ = 0;
+    std::uint64_t skipped_bytes_ = 0;
+    std::uint64_t sync_losses_ = 0;
 };
 
 }  // namespace orvix::section_feed
