@@ -136,7 +136,7 @@ void OrvixLog::set_only_enabled(bool only_enabled) {
     shared_filters().only_enabled = only_enabled;
 }
 
-OrvixLog::OrvixLog() : stream_(output_stream()), terminal_(false) {
+OrvixLog::OrvixLog() : stream_(output_stream()) {
     const errno_keeper keep;
     terminal_ = stream_ != nullptr && isatty(fileno(stream_)) != 0;
 }

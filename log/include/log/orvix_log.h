@@ -116,6 +116,6 @@ private:
     static Level reporting_level_;
 
     std::FILE* stream_;
-    bool terminal_;
+    bool terminal_ = false;
     std::ostringstream line_;
 };
