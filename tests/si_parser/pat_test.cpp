@@ -7,13 +7,12 @@
 
 #include <cstdint>
 #include <map>
-#include <stdexcept>
-#include <string>
 #include <type_traits>
 
 namespace orvix::si_parser {
 namespace {
 
+using test::answer_of;
 using test::bytes;
 using test::log_capture;
 using test::long_section;
@@ -38,15 +37,6 @@ protected:
         EXPECT_THAT(table_.program_map, ElementsAre(Pair(0, 0x0010), Pair(1, 0x0100)));
         EXPECT_EQ(table_.table_id_extension, 0x0720u);
         EXPECT_FALSE(table_.cleared);
-    }
-
-    std::string refusal_of(const bytes& section) {
-        try {
-            parse_exactly(table_, section);
-        } catch (const std::runtime_error& refusal) {
-            return refusal.what();
-        }
-        return "accepted";
     }
 
     log_capture log_;
@@ -139,19 +129,20 @@ TEST_F(Pat, HoldsTheProgrammesOfTheLastSectionOnly) {
 
 TEST_F(Pat, WithoutSyntaxIndicatorChangesNothingInTwoBytesOrInMore) {
     hold_two_programmes();
-    EXPECT_EQ(refusal_of({0x00, 0x30}), "accepted");
+    EXPECT_EQ(answer_of(table_, {0x00, 0x30}), "accepted");
     expect_two_programmes();
 
     bytes section = pat_section(0x0999, program(9, 0x0900));
     section[1] = section[1] & 0x7Fu;  // section_syntax_indicator
-    EXPECT_EQ(refusal_of(section), "accepted");
+    EXPECT_EQ(answer_of(table_, section), "accepted");
     expect_two_programmes();
     EXPECT_EQ(log_.text(), "");
 }
 
 TEST_F(Pat, ThatIsShortIsRefusedAndHoldsNothing) {
     hold_two_programmes();
-    EXPECT_EQ(refusal_of({0x00, 0xB0, 0x03, 0x00, 0x01, 0xC1}), "parse_header: short buffer");
+    EXPECT_EQ(answer_of(table_, {0x00, 0xB0, 0x03, 0x00, 0x01, 0xC1}),
+              "parse_header: short buffer");
     EXPECT_THAT(table_.program_map, IsEmpty());
     EXPECT_TRUE(table_.cleared);
     EXPECT_EQ(table_.table_id_extension, 0x0720u);  // untouched by the refused section
@@ -160,7 +151,7 @@ TEST_F(Pat, ThatIsShortIsRefusedAndHoldsNothing) {
 
 TEST_F(Pat, OfAnotherSizeThanItSaysIsRefusedAndHoldsNothing) {
     hold_two_programmes();
-    EXPECT_EQ(refusal_of(pat_section(0x0999, program(9, 0x0900)) + bytes{0xFF}),
+    EXPECT_EQ(answer_of(table_, pat_section(0x0999, program(9, 0x0900)) + bytes{0xFF}),
               "parse_header: section length != size");
     EXPECT_THAT(table_.program_map, IsEmpty());
     EXPECT_FALSE(table_.cleared);
@@ -170,7 +161,7 @@ TEST_F(Pat, OfAnotherSizeThanItSaysIsRefusedAndHoldsNothing) {
 }
 
 TEST_F(Pat, IsUsedAgainAfterARefusal) {
-    EXPECT_EQ(refusal_of(pat_section(0x0999, {}) + bytes{0xFF}),
+    EXPECT_EQ(answer_of(table_, pat_section(0x0999, {}) + bytes{0xFF}),
               "parse_header: section length != size");
     hold_two_programmes();
     expect_two_programmes();

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <memory>
+#include <stdexcept>
+#include <string>
 
 namespace orvix::test {
 
@@ -38,6 +40,17 @@ template <typename Table>
 void parse_with_spare_bytes(Table& table, const bytes& section, const bytes& spare) {
     const exact_block block(section + spare);
     table.parse(block.data(), static_cast<unsigned int>(section.size()));
+}
+
+/// The text of the exception with which the table refuses the section, or "accepted".
+template <typename Table>
+std::string answer_of(Table& table, const bytes& section) {
+    try {
+        parse_exactly(table, section);
+        return "accepted";
+    } catch (const std::runtime_error& refusal) {
+        return refusal.what();
+    }
 }
 
 }  // namespace orvix::test
