@@ -118,34 +118,40 @@ bool packet_reader::resynchronise(packet& out) {
         in_sync_ = false;
         return true;
     }
-    if (found - position_ < transport_packet) {
+    if (found - position_ < packet_size_) {
         skip_to(found);
         return false;
     }
     hand_out(out);
-    position_ = std::min(found, position_ + packet_size_);
+    position_ += packet_size_;
     skip_to(found);
     return true;
 }
 
-// The sync byte with the most successors, two with it at least. Among equals it is one that stands
-// where it would if no byte were lost: a payload that repeats may have 0x47 at the same place of
-// every packet. Then the nearest. `end_` if there is none.
+// Where the next packet begins, `end_` if nowhere near: at a sync byte with another one behind it.
 std::size_t packet_reader::find_again() const {
     std::size_t best = end_;
     unsigned int best_count = 1;
-    bool best_in_step = false;
-    const std::size_t limit =
-        std::min(end_, position_ + packets_searched * std::size_t{packet_size_} + 1);
+    // First where it would begin if no byte were lost: a payload that repeats may well have 0x47 at
+    // the same place of every packet.
+    for (unsigned int packets = 2; packets <= packets_searched; ++packets) {
+        const std::size_t at = position_ + packets * std::size_t{packet_size_};
+        const unsigned int count = sync_bytes_in_a_row(at, packet_size_);
+        if (count > best_count) {
+            best = at;
+            best_count = count;
+        }
+    }
+    // Then the nearest. Of those that would overlap with it, only one can be real.
+    std::size_t limit = std::min(end_, position_ + packets_searched * std::size_t{packet_size_});
     for (std::size_t at = find_sync_byte(position_ + 1, limit); at < limit;
          at = find_sync_byte(at + 1, limit)) {
         const unsigned int count = sync_bytes_in_a_row(at, packet_size_);
-        const bool in_step = (at - position_) % packet_size_ == 0;
-        if (count > best_count ||
-            (count == best_count && best != end_ && in_step && !best_in_step)) {
+        if (count < 2) continue;
+        limit = std::min(limit, at + packet_size_);
+        if (count > best_count) {
             best = at;
             best_count = count;
-            best_in_step = in_step;
         }
     }
     return best;
