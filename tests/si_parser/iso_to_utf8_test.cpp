@@ -11,10 +11,7 @@
 namespace orvix::si_parser {
 namespace {
 
-using test::bytes;
-using test::exact_block;
-using test::raw;
-using test::operator+;
+using namespace orvix::test;
 
 static_assert(std::is_same_v<decltype(iso_to_utf8_string(nullptr, 0)), std::string>);
 

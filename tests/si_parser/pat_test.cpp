@@ -9,18 +9,12 @@
 #include <map>
 #include <type_traits>
 
+#include "table_matchers.h"
+
 namespace orvix::si_parser {
 namespace {
 
-using test::answer_of;
-using test::bytes;
-using test::log_capture;
-using test::long_section;
-using test::parse_exactly;
-using test::pat_section;
-using test::program;
-using test::section_writer;
-using test::operator+;
+using namespace orvix::test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
@@ -190,15 +184,7 @@ TEST_F(Pat, ClearReachesTheBase) {
 }
 
 TEST_F(Pat, ParseClearsThroughTheVirtualTable) {
-    class counting_pat : public pat {
-    public:
-        void clear() override {
-            ++clears;
-            pat::clear();
-        }
-        int clears = 0;
-    };
-    counting_pat table;
+    clear_counter<pat> table;
     parse_exactly(table, pat_section(1, program(1, 0x0100)));
     EXPECT_EQ(table.clears, 1);
 }
