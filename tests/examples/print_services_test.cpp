@@ -26,7 +26,7 @@ outcome print_services(const bytes& section) {
     std::ofstream(file, std::ios::binary) << std::string(section.begin(), section.end());
 
     outcome result;
-    std::FILE* const program = popen((PRINT_SERVICES " 2>&1 < " + file).c_str(), "r");
+    std::FILE* const program = popen(("'" PRINT_SERVICES "' 2>&1 < '" + file + "'").c_str(), "r");
     std::array<char, 256> line;
     while (std::fgets(line.data(), line.size(), program) != nullptr) result.output += line.data();
     result.succeeded = pclose(program) == 0;
