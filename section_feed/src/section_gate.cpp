@@ -7,6 +7,8 @@
 #include <bitset>
 #include <cstdio>
 
+#include "crc32.h"
+
 namespace orvix::section_feed {
 
 namespace {
@@ -146,24 +148,24 @@ bool gate::table() {
 
 bool gate::long_section(const char* table, bool (gate::*body)()) {
     result_.table = table;
+    if (!fixed(0, 2, "table_id and section_syntax_indicator")) return false;
+    // Without section_syntax_indicator the parser returns at once.
+    const bool section_syntax_indicator = top_bit(1);
+    if (!section_syntax_indicator) return crc();
+
     if (!fixed(0, 8, "section header")) return false;
     const length_field section_length = length12("section_length", 1);
     if (section_length.value + 3 != size_) {
         return refuse(verdict::length_mismatch, section_length, size_);
     }
-    if (!crc()) return false;
-    // Without section_syntax_indicator the parser returns at once.
-    const bool section_syntax_indicator = top_bit(1);
-    return !section_syntax_indicator || (this->*body)();
+    return crc() && (this->*body)();
 }
 
 bool gate::crc() {
     if (!options_.check_crc) return true;
+    if (!fixed(3, 4, "CRC_32")) return false;
     const unsigned int end = size_ - 4;
-    std::uint32_t right = 0xFFFFFFFF;
-    for (unsigned int i = 0; i < end; ++i) {
-        right = right << 8 ^ p_psi_crc_table[right >> 24 ^ s_[i]];
-    }
+    const std::uint32_t right = crc32(s_, end);
     const std::uint32_t crc_32 = static_cast<std::uint32_t>(u16(end)) << 16 | u16(end + 2);
     return crc_32 == right || refuse(verdict::crc_mismatch, {"CRC_32", end, crc_32}, right);
 }
@@ -361,6 +363,7 @@ bool gate::application_name(unsigned int at) {
 
 bool gate::transport_protocol(unsigned int loop, unsigned int i) {
     const unsigned int at = loop + i;
+    // What every transport begins with is asked for, also where protocol_id is unknown.
     if (!fixed(at + 2, 4, "protocol_id to remote_connection")) return false;
     const bool remote_connection = top_bit(at + 5);
     if (remote_connection && !fixed(at + 6, 6, "original_network_id to service_id")) return false;
@@ -462,6 +465,7 @@ bool gate::ts_information(unsigned int at) {
         if (!fixed(offset, 2, "transmission_type_info and num_of_service")) return false;
         const unsigned int num_of_service = s_[offset + 1];
         offset += 2;
+        // Dropped by the parser, but they belong to the descriptor.
         if (!fixed(offset, 2 * num_of_service, "service_ids of a transmission type")) return false;
         offset += 2 * num_of_service;
     }

@@ -97,19 +97,23 @@ unsigned int escaped_iso_to_utf8(char c, char* out) {
 }
 
 void iso_to_utf8(const char* in, unsigned int in_len, char* out, unsigned int* out_len) {
-    unsigned int n = 0;
-    for (unsigned int k = 0; k < in_len; ++k) {
-        const auto byte = static_cast<unsigned char>(in[k]);
-        if (byte == escape) {
+    const auto* p = reinterpret_cast<const unsigned char*>(in);
+    const unsigned char* const end = p + in_len;
+    char* o = out;
+    for (; p < end; ++p) {
+        const utf8_form& form = single_bytes[*p];
+        if (form.size == 1) {  // nearly every byte of a text
+            *o++ = form.bytes[0];
+        } else if (*p == escape) {
             // An escape in the last position takes the byte behind the run. Well-formed texts never
             // end so; what receivers make of the others stays.
-            ++k;
-            n += put(symbols[static_cast<unsigned char>(in[k])], out + n);
+            ++p;
+            o += put(symbols[*p], o);
         } else {
-            n += put(single_bytes[byte], out + n);
+            o += put(form, o);
         }
     }
-    *out_len = n;
+    *out_len = static_cast<unsigned int>(o - out);
 }
 
 std::string iso_to_utf8_string(unsigned char* in, unsigned int in_len) {

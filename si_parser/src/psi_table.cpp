@@ -121,6 +121,13 @@ descriptor_ptr make_descriptor_at(unsigned char* loop, unsigned int i) {
     }
 }
 
+/// How many descriptors start between `i` and the end of a loop.
+std::size_t count_descriptors(const unsigned char* loop, unsigned int i, unsigned int length) {
+    std::size_t count = 0;
+    for (; i < length; i += 2u + loop[i + 1]) ++count;
+    return count;
+}
+
 }  // namespace
 
 void psi_table::_parse_descriptors(unsigned char* loop, unsigned int length) {
@@ -136,7 +143,11 @@ void psi_table::_parse_descriptors_into(unsigned char* loop, unsigned int length
                   "i [" << i << "] type [0x" << std::hex << static_cast<unsigned int>(loop[i])
                         << "] size " << std::dec << length);
         descriptor_ptr d = make_descriptor_at(loop, i);
-        if (d) into.push_back(std::move(d));
+        if (!d) continue;
+        if (into.size() == into.capacity()) {  // one allocation for all that may follow
+            into.reserve(into.size() + count_descriptors(loop, i, length));
+        }
+        into.push_back(std::move(d));
     }
 }
 
