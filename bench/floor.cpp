@@ -7,6 +7,7 @@
 #include <si_parser/pmt.h>
 #include <si_parser/sdt.h>
 
+#include <boost/smart_ptr/make_shared.hpp>
 #include <stdexcept>
 
 namespace orvix::bench {

@@ -1,6 +1,7 @@
 #include <log/orvix_log.h>
 #include <si_parser/psi_table.h>
 
+#include <boost/smart_ptr/make_shared.hpp>
 #include <ios>
 #include <stdexcept>
 

@@ -6,6 +6,7 @@
 #include <parse_exactly.h>
 #include <si_parser/psi_table.h>
 
+#include <boost/smart_ptr/make_shared.hpp>
 #include <cstddef>
 #include <stdexcept>
 #include <string>

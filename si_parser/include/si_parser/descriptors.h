@@ -2,7 +2,6 @@
 
 #include <si_parser/export.h>
 
-#include <boost/smart_ptr/make_shared.hpp>
 #include <boost/smart_ptr/shared_ptr.hpp>
 #include <cstdint>
 #include <ctime>
