@@ -48,12 +48,12 @@ struct SECTION_FEED_EXPORT gate_result {
 
 /// Whether `libsi_parser` may be handed this section: whether it reads only inside `size` bytes,
 /// and ends. Sections that its header check would refuse, and those with a wrong CRC_32, are
-/// refused too; whatever is merely unusual is admitted. Never reads outside `section[0, size)`,
-/// never allocates.
+/// refused too; whatever is merely unusual is admitted, a section without section_syntax_indicator
+/// too, which the parser passes over. Never reads outside `section[0, size)`, never allocates.
 ///
 /// What cannot be admitted although it is well formed: a PMT of 260 bytes or more, and a section in
 /// which the parser's own reading of a field leads outside (the CRC_32 of a TOT with an empty loop,
-/// read as a descriptor; an IP transport in an odd place of its loop).
+/// read as a descriptor; the characters of an IP transport's URL, read as lengths).
 ///
 /// Parsing an admitted section allocates at most 16 KiB per byte of the section; ordinary ones take
 /// some 20 bytes per byte.
