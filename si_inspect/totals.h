@@ -23,6 +23,7 @@ struct totals {
     std::map<std::string, table_counts> tables;  ///< by "pat", "pmt", ...
 
     std::uint64_t not_decoded = 0;  ///< sections of tables that the library does not decode
+    std::uint64_t passed_over = 0;  ///< different sections without section_syntax_indicator
     /// By PID and verdict. Bare sections count under `no_pid`.
     std::map<std::uint16_t, std::map<section_feed::verdict, std::uint64_t>> refused;
     /// By PID and reason.
@@ -33,5 +34,11 @@ struct totals {
     /// Whether everything that was there was also read.
     bool complete() const { return refused.empty() && dropped.empty() && skipped_bytes == 0; }
 };
+
+/// "PID 0x0012 (18)"
+std::string name_of_pid(std::uint16_t pid);
+
+/// The totals as aligned lines.
+std::string to_text(const totals& counts);
 
 }  // namespace orvix::si_inspect

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <section_feed/packet_reader.h>
+#include <section_feed/section_collector.h>
+
+#include <bitset>
+#include <set>
+#include <string>
+
+#include "inspector.h"
+#include "programs.h"
+
+namespace orvix::si_inspect {
+
+/// A transport stream on its way to the inspector: puts its sections together, on the PIDs that are
+/// fixed for the tables and on those that PAT and PMTs refer to.
+class capture {
+public:
+    /// `name` is what places give as their file. `to` must outlive the capture.
+    capture(std::string name, inspector& to, const section_feed::gate_options& options);
+
+    void push(const std::uint8_t* bytes, std::size_t size);
+    /// No more bytes come. Adds the stream's counts to the inspector's.
+    void finish();
+
+    std::uint64_t packets() const { return reader_.packets(); }
+
+private:
+    void push_packets();
+    void take(const section_feed::section& found);
+    void refuse(const section_feed::section& found, const section_feed::gate_result& why);
+    void follow_references(const table_ref& table, std::uint16_t pid);
+    place place_of(const section_feed::section& found) const;
+
+    std::string name_;
+    inspector& to_;
+    section_feed::packet_reader reader_;
+    section_feed::section_collector collector_;
+    programs programs_;
+    std::set<std::uint16_t> followed_;  ///< beside the fixed PIDs
+    std::bitset<0x2000> seen_pids_;
+};
+
+}  // namespace orvix::si_inspect

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+
+namespace orvix::si_inspect {
+
+/// An input that cannot be read or is not what it should be; `what()` names it, and says why.
+class input_error : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+/// One file, or the standard input ("-").
+class input {
+public:
+    /// Throws input_error.
+    explicit input(const std::string& path);
+    ~input();
+    input(const input&) = delete;
+    input& operator=(const input&) = delete;
+
+    /// Waits for bytes; 0 at the end, and when the user has interrupted the program. Throws
+    /// input_error.
+    std::size_t read(std::uint8_t* to, std::size_t room);
+
+    /// As messages name it.
+    const std::string& name() const { return name_; }
+    /// Bytes, of a regular file.
+    std::optional<std::uint64_t> size() const { return size_; }
+
+private:
+    std::string name_;
+    int descriptor_;
+    std::optional<std::uint64_t> size_;
+};
+
+}  // namespace orvix::si_inspect

@@ -1,0 +1,207 @@
+#include "inspect.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "capture.h"
+#include "display.h"
+#include "input.h"
+#include "inspector.h"
+#include "interruption.h"
+#include "json_writer.h"
+#include "output.h"
+#include "progress.h"
+#include "section_file.h"
+#include "text_writer.h"
+
+namespace orvix::si_inspect {
+
+namespace {
+
+// Large enough that a read costs nothing beside what is done with its bytes.
+constexpr std::size_t read_bytes = 256 * 1024;
+
+void complain(const std::string& sentence) {
+    std::fprintf(stderr, "si_inspect: %s\n", sentence.c_str());
+}
+
+bool wants_color(const options& how, const output& to) {
+    if (how.color != color_choice::automatic) return how.color == color_choice::always;
+    const char* const no_color = std::getenv("NO_COLOR");
+    const char* const terminal = std::getenv("TERM");
+    const bool unwanted = no_color != nullptr && *no_color != '\0';
+    const bool unable = terminal == nullptr || std::string_view(terminal) == "dumb";
+    return to.is_terminal() && !unwanted && !unable;
+}
+
+std::unique_ptr<writer> make_writer(const options& how, output& to) {
+    const utc_offset offset = how.utc_offset.value_or(brasilia);
+    switch (how.format) {
+        case output_format::text:
+            return std::make_unique<text_writer>(
+                to, text_writer::settings{offset, wants_color(how, to), how.verbose});
+        case output_format::json:
+            return std::make_unique<json_writer>(to, offset);
+        case output_format::xmltv:
+            break;
+    }
+    return nullptr;
+}
+
+void configure_log(const options& how) {
+    OrvixLog::reporting_level() = how.log_level;
+    OrvixLog::output_stream() = stderr;
+    if (how.log_categories.empty()) return;
+    for (const std::string& category : how.log_categories) {
+        OrvixLog::add_enabled_category(category);
+    }
+    OrvixLog::set_only_enabled(true);
+}
+
+/// Keeps the bar out of the way of what is written to the terminal.
+class writer_over_progress : public writer {
+public:
+    writer_over_progress(std::unique_ptr<writer> to, std::unique_ptr<progress>& bar)
+        : to_(std::move(to)), bar_(bar) {}
+
+    void table(const place& where, const table_ref& table) override {
+        bar_->hide();
+        to_->table(where, table);
+    }
+    void refused(const place& where, const refusal& what) override {
+        bar_->hide();
+        to_->refused(where, what);
+    }
+    void finish(const totals* counts) override { to_->finish(counts); }
+
+private:
+    std::unique_ptr<writer> to_;
+    std::unique_ptr<progress>& bar_;
+};
+
+/// One run of the program over all its inputs.
+class run {
+public:
+    explicit run(const options& how)
+        : how_(how),
+          to_(how.output.empty() ? std::make_unique<output>()
+                                 : std::make_unique<output>(how.output)),
+          writer_(make_writer(how, *to_), bar_),
+          inspector_(how, writer_,
+                     [this](const place& where, const refusal& what) { report(where, what); }) {}
+
+    int all() {
+        for (const std::string& path : how_.inputs) {
+            if (interruption::happened() || inspector_.done()) break;
+            try {
+                one(path);
+            } catch (const input_error& e) {
+                bar_->hide();
+                complain(e.what());
+                failed_ = true;
+            }
+        }
+        finish();
+        if (failed_) return exit_input;
+        return how_.strict && !inspector_.counts().complete() ? exit_incomplete : exit_ok;
+    }
+
+private:
+    void one(const std::string& path) {
+        input from(path);
+        const bool several = how_.inputs.size() > 1;
+        inspector_.begin_input();
+        show_progress_of(from);
+        const std::string file = several ? path : std::string();
+        const section_feed::gate_options gate = {how_.check_crc};
+        if (how_.sections) {
+            section_file sections(file, inspector_, gate);
+            const std::uint64_t bytes = read_all(from, sections);
+            if (sections.admitted() == 0)
+                complain_of(from, bytes, "no section that can be decoded");
+        } else {
+            capture stream(file, inspector_, gate);
+            const std::uint64_t bytes = read_all(from, stream);
+            if (stream.packets() == 0) complain_of(from, bytes, "not a transport stream");
+        }
+    }
+
+    template <typename Reader>
+    std::uint64_t read_all(input& from, Reader& to) {
+        std::uint64_t bytes = 0;
+        try {
+            while (!inspector_.done()) {
+                const std::size_t count = from.read(buffer_.data(), buffer_.size());
+                if (count == 0) break;
+                bytes += count;
+                to.push(buffer_.data(), count);
+                bar_->update(bytes);
+            }
+        } catch (const input_error&) {
+            to.finish();
+            throw;
+        }
+        to.finish();
+        bar_->hide();
+        return bytes;
+    }
+
+    /// Nothing was found, and the user did not stop it.
+    static void complain_of(const input& from, std::uint64_t bytes, const std::string& what) {
+        if (interruption::happened()) return;
+        if (bytes == 0) throw input_error(from.name() + ": empty");
+        throw input_error(from.name() + ": " + what + " (" + std::to_string(bytes) +
+                          " bytes read)");
+    }
+
+    void show_progress_of(const input& from) {
+        const bool wanted = !how_.quiet && from.size() && isatty(STDERR_FILENO) == 1;
+        bar_ = wanted ? std::make_unique<progress>(*from.size()) : std::make_unique<progress>();
+    }
+
+    /// In the formats that have no place for it.
+    void report(const place& where, const refusal& what) {
+        if (how_.quiet || how_.format == output_format::json) return;
+        std::string found = where.file.empty() ? "" : printable(where.file) + ": ";
+        if (where.pid) found += name_of_pid(*where.pid) + ", ";
+        found += (where.pid ? "packet " : "section ") + std::to_string(where.number);
+        complain(found + ": refused: " + what.why.text());
+    }
+
+    void finish() {
+        const totals& counts = inspector_.counts();
+        writer_.finish(how_.totals ? &counts : nullptr);
+        // What stood at the path before is better than what lacks an input.
+        if (!failed_) to_->commit();
+        if (!how_.quiet && !how_.totals) std::fputs(to_text(counts).c_str(), stderr);
+    }
+
+    const options& how_;
+    std::unique_ptr<output> to_;
+    std::unique_ptr<progress> bar_ = std::make_unique<progress>();
+    writer_over_progress writer_;
+    inspector inspector_;
+    std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(read_bytes);
+    bool failed_ = false;
+};
+
+}  // namespace
+
+int inspect(const options& how) try {
+    configure_log(how);
+    interruption::watch();
+    return run(how).all();
+} catch (const output_closed&) {
+    return exit_ok;
+} catch (const std::exception& e) {
+    complain(e.what());
+    return exit_input;
+}
+
+}  // namespace orvix::si_inspect

@@ -1,0 +1,42 @@
+#include "interruption.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <cerrno>
+
+namespace orvix::si_inspect::interruption {
+
+namespace {
+
+volatile sig_atomic_t noted = 0;
+// Whoever waits for input waits for the first end of this pipe too: so an interruption just before
+// the wait is not missed.
+int pipe_ends[2] = {-1, -1};
+
+void note(int /*signal*/) {
+    const int before = errno;
+    noted = 1;
+    const char wake = 0;
+    [[maybe_unused]] const ssize_t written = write(pipe_ends[1], &wake, 1);
+    errno = before;
+}
+
+}  // namespace
+
+void watch() {
+    if (pipe2(pipe_ends, O_CLOEXEC | O_NONBLOCK) != 0) return;
+    struct sigaction action = {};
+    action.sa_handler = note;
+    action.sa_flags = static_cast<int>(SA_RESETHAND);
+    sigaction(SIGINT, &action, nullptr);
+    sigaction(SIGTERM, &action, nullptr);
+    signal(SIGPIPE, SIG_IGN);
+}
+
+bool happened() { return noted != 0; }
+
+int descriptor() { return pipe_ends[0]; }
+
+}  // namespace orvix::si_inspect::interruption

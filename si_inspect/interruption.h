@@ -1,0 +1,14 @@
+#pragma once
+
+/// Ctrl-C and SIGTERM end the reading, not the program: what was read is still shown and counted.
+/// A second one ends the program.
+namespace orvix::si_inspect::interruption {
+
+/// From now on the two signals are noted. Also lets writes to a closed pipe fail instead of ending
+/// the program.
+void watch();
+bool happened();
+/// Becomes readable when the user interrupts; negative before `watch`.
+int descriptor();
+
+}  // namespace orvix::si_inspect::interruption

@@ -1,0 +1,229 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <cctype>
+#include <iostream>
+#include <map>
+
+namespace orvix::si_inspect {
+
+namespace {
+
+constexpr const char* description =
+    "Shows what a receiver that runs libsi_parser sees in an ISDB-Tb broadcast: the tables of a "
+    "transport stream, each new one as it is complete.";
+
+constexpr const char* footer = R"(Examples:
+  si_inspect capture.ts
+  si_inspect --table sdt,nit capture.ts
+  si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
+  si_inspect --format xmltv --output guide.xml capture.ts
+  si_inspect --sections --verbose sections.bin
+
+Exit status:
+  0  all inputs were read
+  1  with --strict: something in them was refused, dropped or skipped
+  2  wrong usage
+  3  an input could not be read or is not what it should be, or the output could not be written)";
+
+/// Decimal, or hexadecimal behind 0x. Throws CLI::ValidationError.
+std::uint16_t parse_number(const std::string& option, const std::string& word,
+                           std::uint16_t largest) {
+    const bool is_hex = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
+    const std::string digits = is_hex ? word.substr(2) : word;
+    const bool has_digits_only =
+        !digits.empty() && digits.find_first_not_of(is_hex ? "0123456789abcdefABCDEF"
+                                                           : "0123456789") == std::string::npos;
+    constexpr std::size_t most_digits = 9;
+    if (has_digits_only && digits.size() <= most_digits) {
+        const unsigned long value = std::stoul(digits, nullptr, is_hex ? 16 : 10);
+        if (value <= largest) return static_cast<std::uint16_t>(value);
+    }
+    throw CLI::ValidationError(option, "'" + word + "' is not a number from 0 to " +
+                                           std::to_string(largest) + " (0x for hexadecimal)");
+}
+
+/// "-03:00", "+09:30". Throws CLI::ValidationError.
+utc_offset parse_offset(const std::string& option, const std::string& word) {
+    const auto digit = [&](std::size_t i) {
+        return std::isdigit(static_cast<unsigned char>(word[i])) != 0;
+    };
+    const bool well_formed = word.size() == 6 && (word[0] == '+' || word[0] == '-') && digit(1) &&
+                             digit(2) && word[3] == ':' && digit(4) && digit(5);
+    if (well_formed) {
+        const int hours = std::stoi(word.substr(1, 2));
+        const int minutes = std::stoi(word.substr(4, 2));
+        constexpr int largest_hours = 14;
+        if (hours <= largest_hours && minutes < 60) {
+            const int sign = word[0] == '-' ? -1 : 1;
+            return utc_offset(sign * (hours * 60 + minutes));
+        }
+    }
+    throw CLI::ValidationError(option, "'" + word + "' is not an offset like -03:00");
+}
+
+const std::map<std::string, output_format> formats = {
+    {"text", output_format::text}, {"json", output_format::json}, {"xmltv", output_format::xmltv}};
+
+const std::map<std::string, color_choice> color_choices = {{"auto", color_choice::automatic},
+                                                           {"always", color_choice::always},
+                                                           {"never", color_choice::never}};
+
+const std::map<std::string, OrvixLog::Level> log_levels = {
+    {"none", OrvixLog::NONE},     {"error", OrvixLog::ERROR},   {"warning", OrvixLog::WARNING},
+    {"info", OrvixLog::INFO},     {"debug", OrvixLog::DEBUG},   {"debug1", OrvixLog::DEBUG1},
+    {"debug2", OrvixLog::DEBUG2}, {"debug3", OrvixLog::DEBUG3}, {"debug4", OrvixLog::DEBUG4}};
+
+/// What is given more than once, or with commas between.
+CLI::Option* add_list(CLI::App& app, const std::string& name, std::vector<std::string>& words,
+                      const std::string& help) {
+    return app.add_option(name, words, help)->delimiter(',')->allow_extra_args(false);
+}
+
+template <typename Value>
+CLI::Option* add_choice(CLI::App& app, const std::string& name, Value& value,
+                        const std::map<std::string, Value>& choices, const std::string& kind,
+                        const std::string& help) {
+    // A function, because CLI11's own choices would print the numbers behind the words as well.
+    std::set<std::string> words;
+    for (const auto& choice : choices) words.insert(choice.first);
+    return app
+        .add_option_function<std::string>(
+            name, [&](const std::string& word) { value = choices.at(word); }, help)
+        ->type_name(kind)
+        ->check(CLI::IsMember(words));
+}
+
+/// The command line, before it is parsed and what its words become.
+class command_line {
+public:
+    command_line() : app_(description, "si_inspect") {
+        app_.footer(footer);
+        app_.failure_message([](const CLI::App*, const CLI::Error& e) {
+            return std::string("si_inspect: ") + e.what() + " (si_inspect --help says more)\n";
+        });
+        app_.set_version_flag("--version", "si_inspect " SI_INSPECT_VERSION);
+        add_inputs();
+        add_filters();
+        add_format();
+        add_diagnostics();
+    }
+
+    options parse(int argc, const char* const* argv) {
+        app_.parse(argc, argv);
+        options_.tables.insert(tables_.begin(), tables_.end());
+        options_.log_categories.insert(log_categories_.begin(), log_categories_.end());
+        constexpr std::uint16_t largest_pid = 0x1FFF;
+        for (const auto& word : pids_) {
+            options_.pids.insert(parse_number("--pid", word, largest_pid));
+        }
+        constexpr std::uint16_t largest_service_id = 0xFFFF;
+        for (const auto& word : services_) {
+            options_.services.insert(parse_number("--service", word, largest_service_id));
+        }
+        if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
+        if (options_.output == "-") options_.output.clear();
+        if (options_.totals && options_.format == output_format::xmltv) {
+            throw CLI::ValidationError("--totals", "the format xmltv has no place for totals");
+        }
+        return options_;
+    }
+
+    int exit(const CLI::Error& e) const {
+        return app_.exit(e) == 0 ? static_cast<int>(exit_ok) : static_cast<int>(exit_usage);
+    }
+
+private:
+    void add_inputs() {
+        app_.add_option("FILE", options_.inputs,
+                        "Transport streams with packets of 188, 192 or 204 bytes; '-' or none is "
+                        "the standard input")
+            ->type_name("");
+        app_.add_flag("--sections", options_.sections,
+                      "The inputs are bare sections, one behind the other");
+        app_.add_flag_callback(
+            "--no-crc", [this] { options_.check_crc = false; },
+            "Take sections with a wrong CRC_32 as well");
+    }
+
+    void add_filters() {
+        const std::string group = "What is shown";
+        add_list(app_, "--table", tables_, "Only these tables")
+            ->type_name("TABLE")
+            ->check(CLI::IsMember({"pat", "pmt", "sdt", "nit", "eit", "ait", "tdt", "tot"}))
+            ->group(group);
+        add_list(app_, "--pid", pids_, "Only what comes on these PIDs (decimal or 0x)")
+            ->type_name("PID")
+            ->group(group);
+        add_list(app_, "--service", services_,
+                 "Leave out what concerns other services only (service_id, decimal or 0x)")
+            ->type_name("ID")
+            ->group(group);
+        app_.add_flag("--all", options_.all, "Repeated sections too")->group(group);
+        app_.add_option("--limit", options_.limit, "Stop after so many sections")
+            ->type_name("COUNT")
+            ->check(CLI::Range(std::uint64_t{1}, options_.limit).description(""))
+            ->group(group);
+    }
+
+    void add_format() {
+        const std::string group = "How it is shown";
+        add_choice(app_, "--format", options_.format, formats, "FORMAT",
+                   "text for people (the default), json for one object in each line, xmltv for a "
+                   "programme guide")
+            ->group(group);
+        app_.add_option("--output", options_.output,
+                        "Write to this file, which appears when it is whole")
+            ->type_name("FILE")
+            ->group(group);
+        app_.add_option("--utc-offset", utc_offset_,
+                        "The broadcast's clock is so far ahead of UTC (-03:00 unless given)")
+            ->type_name("HH:MM")
+            ->group(group);
+        add_choice(app_, "--color", options_.color, color_choices, "WHEN",
+                   "Colours: auto (the default) for a terminal unless NO_COLOR is set")
+            ->group(group);
+        app_.add_flag("--totals", options_.totals,
+                      "The totals go into the output, not to the standard error")
+            ->group(group);
+        app_.add_flag(
+                "--verbose", options_.verbose,
+                "In text: say where the receiver reads otherwise than the broadcast standards")
+            ->group(group);
+    }
+
+    void add_diagnostics() {
+        const std::string group = "Diagnostics";
+        app_.add_flag("--quiet", options_.quiet,
+                      "No totals, refusals and progress bar on the standard error")
+            ->group(group);
+        app_.add_flag("--strict", options_.strict,
+                      "Exit status 1 when anything was refused, dropped or skipped")
+            ->group(group);
+        add_choice(app_, "--log-level", options_.log_level, log_levels, "LEVEL",
+                   "Write the library's log, down to this level, to the standard error")
+            ->group(group);
+        add_list(app_, "--log-category", log_categories_, "Only these categories of the log")
+            ->type_name("CATEGORY")
+            ->needs("--log-level")
+            ->group(group);
+    }
+
+    CLI::App app_;
+    options options_;
+    std::vector<std::string> tables_, pids_, services_, log_categories_;
+    std::string utc_offset_;
+};
+
+}  // namespace
+
+parsed_options parse_options(int argc, const char* const* argv) {
+    command_line line;
+    try {
+        return {line.parse(argc, argv), std::nullopt};
+    } catch (const CLI::Error& e) {
+        return {{}, line.exit(e)};
+    }
+}
+
+}  // namespace orvix::si_inspect

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+
+namespace orvix::si_inspect {
+
+/// A bar on the terminal behind the standard error: how much of a file is read, how fast, and how
+/// long the rest takes. Gone when it is hidden or destroyed.
+class progress {
+public:
+    /// A bar that is never shown, or one for `total` bytes.
+    progress() = default;
+    explicit progress(std::uint64_t total);
+    ~progress() { hide(); }
+    progress(const progress&) = delete;
+    progress& operator=(const progress&) = delete;
+
+    /// Draws, but not more often than the eye can follow.
+    void update(std::uint64_t done);
+    /// Makes room for a line of output; the next `update` draws again.
+    void hide();
+
+    /// "[#####     ]  50%  120.0 MiB/s  0:04 left"
+    static std::string line(std::uint64_t done, std::uint64_t total, double seconds);
+
+private:
+    using clock = std::chrono::steady_clock;
+
+    std::uint64_t total_ = 0;
+    clock::time_point start_ = clock::now();
+    clock::time_point next_ = start_;
+    bool shown_ = false;
+};
+
+}  // namespace orvix::si_inspect

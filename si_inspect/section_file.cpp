@@ -1,0 +1,52 @@
+#include "section_file.h"
+
+#include <cstddef>
+
+namespace orvix::si_inspect {
+
+namespace {
+
+constexpr std::size_t header_bytes = 3;  // up to section_length
+
+std::size_t section_size(const std::uint8_t* section) {
+    const unsigned int section_length = (section[1] & 0x0Fu) << 8 | section[2];
+    return header_bytes + section_length;
+}
+
+}  // namespace
+
+void section_file::push(const std::uint8_t* bytes, std::size_t size) {
+    bytes_.insert(bytes_.end(), bytes, bytes + size);
+    std::size_t begin = 0;
+    while (!to_.done() && bytes_.size() - begin >= header_bytes) {
+        const std::size_t wanted = section_size(bytes_.data() + begin);
+        if (bytes_.size() - begin < wanted) break;
+        take(begin, wanted);
+        begin += wanted;
+    }
+    bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(begin));
+}
+
+void section_file::take(std::size_t begin, std::size_t size) {
+    // A copy with the spare byte that the decoder wants.
+    const auto first = bytes_.begin() + static_cast<std::ptrdiff_t>(begin);
+    section_.assign(first, first + static_cast<std::ptrdiff_t>(size));
+    section_.push_back(0);
+
+    const place where = {name_, sections_++, {}};
+    const section_feed::gate_result result =
+        section_feed::check_section(section_.data(), size, options_);
+    if (result.admitted()) {
+        ++admitted_;
+        to_.take(where, section_.data(), size);
+    } else {
+        to_.refuse(where, {result, section_.data(), size});
+    }
+}
+
+void section_file::finish() {
+    if (bytes_.empty() || to_.done()) return;
+    ++to_.counts().dropped[totals::no_pid][section_feed::drop_reason::unfinished];
+}
+
+}  // namespace orvix::si_inspect

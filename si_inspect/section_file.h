@@ -1,0 +1,40 @@
+#pragma once
+
+#include <section_feed/section_gate.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "inspector.h"
+
+namespace orvix::si_inspect {
+
+/// Bare sections, one behind the other, on their way to the inspector: each is as long as its
+/// section_length says.
+class section_file {
+public:
+    /// `name` is what places give as their file. `to` must outlive the object.
+    section_file(std::string name, inspector& to, const section_feed::gate_options& options)
+        : name_(std::move(name)), to_(to), options_(options) {}
+
+    void push(const std::uint8_t* bytes, std::size_t size);
+    /// No more bytes come. Adds those of an unfinished section to the inspector's counts.
+    void finish();
+
+    /// Sections of tables that the library decodes.
+    std::uint64_t admitted() const { return admitted_; }
+
+private:
+    void take(std::size_t begin, std::size_t size);
+
+    std::string name_;
+    inspector& to_;
+    section_feed::gate_options options_;
+    std::vector<std::uint8_t> bytes_;  ///< from the first section that is not whole yet
+    std::vector<std::uint8_t> section_;
+    std::uint64_t sections_ = 0;
+    std::uint64_t admitted_ = 0;
+};
+
+}  // namespace orvix::si_inspect

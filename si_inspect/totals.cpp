@@ -1,0 +1,68 @@
+#include "totals.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "display.h"
+#include "fields.h"
+
+namespace orvix::si_inspect {
+
+namespace {
+
+std::string count_of(std::uint64_t count, const std::string& what) {
+    return std::to_string(count) + ' ' + what + (count == 1 ? "" : "s");
+}
+
+/// One line for each PID: "PID 0x0012 (18): 3 discontinuity, 1 unfinished".
+template <typename Reason>
+void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const std::string& name,
+                const std::map<std::uint16_t, std::map<Reason, std::uint64_t>>& counts) {
+    for (const auto& [pid, reasons] : counts) {
+        std::string list;
+        for (const auto& [reason, count] : reasons) {
+            list += (list.empty() ? "" : ", ") + std::to_string(count) + ' ' + to_string(reason);
+        }
+        const std::string where = pid == totals::no_pid ? "" : name_of_pid(pid) + ": ";
+        lines.emplace_back(name, where + list);
+    }
+}
+
+}  // namespace
+
+std::string name_of_pid(std::uint16_t pid) {
+    return "PID " + hex_number(pid, 4) + " (" + std::to_string(pid) + ")";
+}
+
+std::string to_text(const totals& counts) {
+    std::vector<std::pair<std::string, std::string>> lines;
+    if (counts.packets > 0) {
+        lines.emplace_back("packets",
+                           std::to_string(counts.packets) + " on " + count_of(counts.pids, "PID"));
+    }
+    for (const auto& [table, count] : counts.tables) {
+        lines.emplace_back(table, count_of(count.sections, "section") + ", " +
+                                      std::to_string(count.shown) + " shown");
+    }
+    if (counts.not_decoded > 0) {
+        lines.emplace_back("not decoded", count_of(counts.not_decoded, "section"));
+    }
+    if (counts.passed_over > 0) {
+        lines.emplace_back("passed over", count_of(counts.passed_over, "section") +
+                                              " without section_syntax_indicator");
+    }
+    add_by_pid(lines, "refused", counts.refused);
+    add_by_pid(lines, "dropped", counts.dropped);
+    if (counts.skipped_bytes > 0) {
+        lines.emplace_back("skipped", count_of(counts.skipped_bytes, "byte") + ", " + "sync lost " +
+                                          count_of(counts.sync_losses, "time"));
+    }
+
+    std::size_t width = 0;
+    for (const auto& line : lines) width = std::max(width, line.first.size());
+    std::string text;
+    for (const auto& [name, value] : lines) text += padded(name, width) + "  " + value + '\n';
+    return text;
+}
+
+}  // namespace orvix::si_inspect
