@@ -4,7 +4,10 @@
 #include <section_writer.h>
 #include <stream_writer.h>
 
+#include <algorithm>
 #include <stdexcept>
+
+#include "sized_sections.h"
 
 namespace orvix::section_feed {
 namespace {
@@ -18,6 +21,8 @@ using test::section_writer;
 using test::set_transport_error_indicator;
 using test::set_transport_scrambling_control;
 using test::short_section;
+using test::sized_eit;
+using test::sized_pat;
 using test::stream_writer;
 using test::operator+;
 using testing::ElementsAre;
@@ -25,40 +30,6 @@ using testing::IsEmpty;
 
 constexpr std::uint16_t pid = 0x0123;
 constexpr std::size_t payload_bytes = 184;
-
-/// A PAT section of any size a multiple of four from 12 on; `number` tells sections apart.
-bytes pat(std::uint16_t number, std::size_t size = 16) {
-    section_writer programs;
-    for (std::size_t at = 12; at < size; at += 4) {
-        programs.bits(16, number).bits(3, 0x7).bits(13, at);  // program_number, program_map_PID
-    }
-    return long_section(0x00, number, programs);
-}
-
-/// An EIT section of `size` bytes, 4096 at most: one event filled up with unknown descriptors.
-bytes eit(std::uint16_t number, std::size_t size) {
-    constexpr std::size_t without_descriptors = 8 + 6 + 12 + 4;
-    std::size_t left = size - without_descriptors;
-    bytes descriptors;
-    while (left > 0) {
-        std::size_t body = std::min<std::size_t>(left - 2, 255);
-        if (left - 2 - body == 1) --body;  // one byte is no descriptor
-        descriptors = std::move(descriptors) + test::descriptor(0xFE, bytes(body, 0x5A));
-        left -= 2 + body;
-    }
-    return long_section(0x50, number,
-                        section_writer()
-                            .bits(16, 1)    // transport_stream_id
-                            .bits(16, 1)    // original_network_id
-                            .bits(8, 0)     // segment_last_section_number
-                            .bits(8, 0x50)  // last_table_id
-                            .bits(16, 1)    // event_id
-                            .bits(40, 0)    // start_time
-                            .bits(24, 0)    // duration
-                            .bits(4, 0)     // running_status, free_CA_mode
-                            .bits(12, descriptors.size())
-                            .append(descriptors));
-}
 
 bytes part(const bytes& whole, std::size_t from, std::size_t to) {
     return bytes(whole.data() + from, whole.data() + to);
@@ -134,8 +105,8 @@ auto drop(const char* reason, std::uint64_t times) { return testing::Pair(reason
 
 TEST(SectionCollector, HandsOutASectionWithItsPidAndPacket) {
     receiver r;
-    r.push(stream_writer().null_packets(3).section(pid, pat(1)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1)));
+    r.push(stream_writer().null_packets(3).section(pid, sized_pat(1)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1)));
     EXPECT_THAT(r.pids, ElementsAre(pid));
     EXPECT_THAT(r.packet_indices, ElementsAre(3));
     EXPECT_EQ(r.counts().admitted, 1u);
@@ -145,27 +116,27 @@ TEST(SectionCollector, HandsOutASectionWithItsPidAndPacket) {
 
 TEST(SectionCollector, PutsASectionOfManyPacketsTogether) {
     receiver r;
-    r.push(stream_writer().section(pid, pat(1, 1000)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1, 1000)));
+    r.push(stream_writer().section(pid, sized_pat(1, 1000)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1, 1000)));
     EXPECT_THAT(r.packet_indices, ElementsAre(5));
     EXPECT_THAT(r.finish().drops(), IsEmpty());
 }
 
 TEST(SectionCollector, TakesSeveralSectionsFromOnePacket) {
     receiver r;
-    r.push(stream_writer().sections(pid, {pat(1), pat(2, 24), pat(3)}));
+    r.push(stream_writer().sections(pid, {sized_pat(1), sized_pat(2, 24), sized_pat(3)}));
     EXPECT_EQ(r.index, 1u);
-    EXPECT_THAT(r.sections, ElementsAre(pat(1), pat(2, 24), pat(3)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1), sized_pat(2, 24), sized_pat(3)));
 }
 
 TEST(SectionCollector, PutsSectionsOfEverySizeTogetherPackedOrNot) {
     for (const layout how : {layout::packed, layout::one_per_packet}) {
         std::vector<bytes> sent;
         for (std::size_t size = 12; size <= 1024; size += 4) {
-            sent.push_back(pat(static_cast<std::uint16_t>(size), size));
+            sent.push_back(sized_pat(static_cast<std::uint16_t>(size), size));
         }
         for (std::size_t size = 170; size <= 380; ++size) {
-            sent.push_back(eit(static_cast<std::uint16_t>(size), size));
+            sent.push_back(sized_eit(static_cast<std::uint16_t>(size), size));
         }
         receiver r;
         r.push(stream_writer().sections(pid, sent, how)).finish();
@@ -177,8 +148,8 @@ TEST(SectionCollector, PutsSectionsOfEverySizeTogetherPackedOrNot) {
 TEST(SectionCollector, TakesSectionsOfUpTo4096Bytes) {
     for (std::size_t size = 4090; size <= 4096; ++size) {
         receiver r;
-        r.push(stream_writer().sections(pid, {eit(1, size), pat(2)})).finish();
-        EXPECT_THAT(r.sections, ElementsAre(eit(1, size), pat(2))) << size;
+        r.push(stream_writer().sections(pid, {sized_eit(1, size), sized_pat(2)})).finish();
+        EXPECT_THAT(r.sections, ElementsAre(sized_eit(1, size), sized_pat(2))) << size;
         EXPECT_THAT(r.drops(), IsEmpty()) << size;
     }
 }
@@ -191,8 +162,8 @@ TEST(SectionCollector, DropsASectionLengthAbove4093AndGoesOnAtTheNextPointer) {
                                    .bits(12, section_length)
                                    .append(bytes(section_length, 0x11));
         receiver r;
-        r.push(stream_writer().sections(pid, {too_long, pat(1)})).finish();
-        EXPECT_THAT(r.sections, ElementsAre(pat(1)));
+        r.push(stream_writer().sections(pid, {too_long, sized_pat(1)})).finish();
+        EXPECT_THAT(r.sections, ElementsAre(sized_pat(1)));
         EXPECT_THAT(r.refused, IsEmpty());
         EXPECT_THAT(r.drops(), ElementsAre(drop("bad_length", 1)));
     }
@@ -200,15 +171,15 @@ TEST(SectionCollector, DropsASectionLengthAbove4093AndGoesOnAtTheNextPointer) {
 
 TEST(SectionCollector, PutsAHeaderTogetherThatPacketsSplit) {
     for (const std::size_t first : {1u, 2u, 3u}) {
-        const bytes filler = eit(1, payload_bytes - 1 - first);
+        const bytes filler = sized_eit(1, payload_bytes - 1 - first);
         receiver r;
-        r.push(stream_writer().sections(pid, {filler, pat(2, 400)})).finish();
-        EXPECT_THAT(r.sections, ElementsAre(filler, pat(2, 400))) << first;
+        r.push(stream_writer().sections(pid, {filler, sized_pat(2, 400)})).finish();
+        EXPECT_THAT(r.sections, ElementsAre(filler, sized_pat(2, 400))) << first;
     }
 }
 
 TEST(SectionCollector, PutsAHeaderTogetherThatComesByteByByte) {
-    const bytes section = pat(1);
+    const bytes section = sized_pat(1);
     receiver r;
     stream_writer stream;
     for (std::size_t at = 0; at < section.size(); ++at) {
@@ -223,15 +194,15 @@ TEST(SectionCollector, PutsAHeaderTogetherThatComesByteByByte) {
 TEST(SectionCollector, IgnoresWhatFollowsStuffing) {
     receiver r;
     r.push(stream_writer()
-               .packet(pid, true, pointed(0, pat(1) + bytes{0xFF} + pat(2)))
-               .packet(pid, false, pat(3)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1)));
+               .packet(pid, true, pointed(0, sized_pat(1) + bytes{0xFF} + sized_pat(2)))
+               .packet(pid, false, sized_pat(3)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1)));
     EXPECT_THAT(r.finish().drops(), IsEmpty());
 }
 
 TEST(SectionCollector, TakesASectionThatBeginsInATailWithoutAPointer) {
-    const bytes first = eit(1, payload_bytes - 1 + 100);
-    const bytes second = pat(2, 200);
+    const bytes first = sized_eit(1, payload_bytes - 1 + 100);
+    const bytes second = sized_pat(2, 200);
     const bytes packed = first + second;
     receiver r;
     r.push(stream_writer()
@@ -244,15 +215,15 @@ TEST(SectionCollector, TakesASectionThatBeginsInATailWithoutAPointer) {
 
 TEST(SectionCollector, WaitsForAPointerToBegin) {
     receiver r;
-    r.push(stream_writer().packet(pid, false, pat(1)).section(pid, pat(2)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+    r.push(stream_writer().packet(pid, false, sized_pat(1)).section(pid, sized_pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
 }
 
 // --- The pointer_field ---
 
 TEST(SectionCollector, FollowsThePointerFieldUpToTheLastByte) {
     for (std::size_t pointer_field = 0; pointer_field <= 182; ++pointer_field) {
-        const bytes section = pat(1, 300);
+        const bytes section = sized_pat(1, 300);
         const std::size_t here = payload_bytes - 1 - pointer_field;
         receiver r;
         r.push(
@@ -271,14 +242,14 @@ TEST(SectionCollector, DropsAPacketWhosePointerFieldLeadsPastIt) {
         receiver r;
         r.push(stream_writer()
                    .packet(pid, true, pointed(pointer_field, bytes(183, 0)))
-                   .section(pid, pat(1)));
-        EXPECT_THAT(r.sections, ElementsAre(pat(1))) << pointer_field;
+                   .section(pid, sized_pat(1)));
+        EXPECT_THAT(r.sections, ElementsAre(sized_pat(1))) << pointer_field;
         EXPECT_THAT(r.finish().drops(), ElementsAre(drop("bad_pointer", 1))) << pointer_field;
     }
 }
 
 TEST(SectionCollector, LosesTheUnfinishedSectionToABadPointer) {
-    const bytes section = pat(1, 300);
+    const bytes section = sized_pat(1, 300);
     receiver r;
     r.push(stream_writer()
                .packet(pid, true, pointed(0, part(section, 0, 183)))
@@ -292,43 +263,44 @@ TEST(SectionCollector, JudgesThePointerFieldByThePayloadThatIsThere) {
     adaptation_field adaptation;
     adaptation.stuffing_bytes = 181;  // leaves one byte of payload
     receiver r;
-    r.push(stream_writer().packet(pid, true, {0}, adaptation).section(pid, pat(1)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1)));
+    r.push(stream_writer().packet(pid, true, {0}, adaptation).section(pid, sized_pat(1)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1)));
     EXPECT_THAT(r.finish().drops(), ElementsAre(drop("bad_pointer", 1)));
 }
 
 TEST(SectionCollector, DropsASectionThatANewOneInterrupts) {
     receiver r;
     r.push(stream_writer()
-               .packet(pid, true, pointed(0, part(pat(1, 300), 0, 183)))
-               .section(pid, pat(2)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+               .packet(pid, true, pointed(0, part(sized_pat(1, 300), 0, 183)))
+               .section(pid, sized_pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
     EXPECT_THAT(r.drops(), ElementsAre(drop("unfinished", 1)));
 }
 
 TEST(SectionCollector, DropsASectionThatThePointerFieldLeavesTooFewBytes) {
-    const bytes first = pat(1, 300);
+    const bytes first = sized_pat(1, 300);
     receiver r;
     r.push(stream_writer()
                .packet(pid, true, pointed(0, part(first, 0, 183)))
-               .packet(pid, true, pointed(116, part(first, 183, 299) + pat(2))));
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+               .packet(pid, true, pointed(116, part(first, 183, 299) + sized_pat(2))));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
     EXPECT_THAT(r.drops(), ElementsAre(drop("unfinished", 1)));
 }
 
 TEST(SectionCollector, TakesASectionThatEndsBeforeThePointerSays) {
-    const bytes first = pat(1, 300);
+    const bytes first = sized_pat(1, 300);
     receiver r;
     r.push(stream_writer()
                .packet(pid, true, pointed(0, part(first, 0, 183)))
-               .packet(pid, true, pointed(127, part(first, 183, 300) + bytes(10, 0xFF) + pat(2))));
-    EXPECT_THAT(r.sections, ElementsAre(first, pat(2)));
+               .packet(pid, true,
+                       pointed(127, part(first, 183, 300) + bytes(10, 0xFF) + sized_pat(2))));
+    EXPECT_THAT(r.sections, ElementsAre(first, sized_pat(2)));
     EXPECT_THAT(r.drops(), IsEmpty());
 }
 
 TEST(SectionCollector, CountsTheSectionThatTheEndCuts) {
     receiver r;
-    r.push(stream_writer().packet(pid, true, pointed(0, part(pat(1, 300), 0, 183)))).finish();
+    r.push(stream_writer().packet(pid, true, pointed(0, part(sized_pat(1, 300), 0, 183)))).finish();
     EXPECT_THAT(r.sections, IsEmpty());
     EXPECT_THAT(r.drops(), ElementsAre(drop("unfinished", 1)));
     EXPECT_THAT(r.finish().drops(), ElementsAre(drop("unfinished", 1)));
@@ -336,16 +308,16 @@ TEST(SectionCollector, CountsTheSectionThatTheEndCuts) {
 
 TEST(SectionCollector, BeginsAnewAfterTheEnd) {
     receiver r;
-    r.push(stream_writer().section(pid, pat(1))).finish();
-    r.push(stream_writer().skip_counter(pid, 9).section(pid, pat(2))).finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(1), pat(2)));
+    r.push(stream_writer().section(pid, sized_pat(1))).finish();
+    r.push(stream_writer().skip_counter(pid, 9).section(pid, sized_pat(2))).finish();
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1), sized_pat(2)));
     EXPECT_THAT(r.drops(), IsEmpty());
 }
 
 // --- The continuity_counter ---
 
 TEST(SectionCollector, FollowsTheCounterAroundItsWrap) {
-    const bytes section = eit(1, 4096);  // 23 packets
+    const bytes section = sized_eit(1, 4096);  // 23 packets
     receiver r;
     r.push(stream_writer().sections(pid, {section, section, section})).finish();
     EXPECT_THAT(r.sections, ElementsAre(section, section, section));
@@ -355,37 +327,37 @@ TEST(SectionCollector, FollowsTheCounterAroundItsWrap) {
 TEST(SectionCollector, DropsTheSectionOfWhichAPacketWasLost) {
     for (const std::size_t lost : {1u, 2u, 3u, 4u, 5u}) {
         stream_writer stream;
-        stream.section(pid, pat(1, 1000)).section(pid, pat(2));
+        stream.section(pid, sized_pat(1, 1000)).section(pid, sized_pat(2));
         stream.packets().erase(stream.packets().begin() + static_cast<std::ptrdiff_t>(lost));
         receiver r;
         r.push(stream).finish();
-        EXPECT_THAT(r.sections, ElementsAre(pat(2))) << lost;
+        EXPECT_THAT(r.sections, ElementsAre(sized_pat(2))) << lost;
         EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1))) << lost;
     }
 }
 
 TEST(SectionCollector, TakesTheSectionsBehindThePointerOfThePacketThatJumps) {
     stream_writer stream;
-    stream.sections(pid, {pat(1, 400), pat(2), pat(3)});
+    stream.sections(pid, {sized_pat(1, 400), sized_pat(2), sized_pat(3)});
     stream.packets().erase(stream.packets().begin() + 1);
     receiver r;
     r.push(stream).finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(2), pat(3)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2), sized_pat(3)));
     EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1)));
 }
 
 TEST(SectionCollector, TakesARepeatedPacketOnce) {
-    const bytes section = pat(1, 300);
+    const bytes section = sized_pat(1, 300);
     receiver r;
     r.push(stream_writer()
                .packet(pid, true, pointed(0, part(section, 0, 183)))
                .duplicate_packet()
                .packet(pid, false, part(section, 183, 300))
                .duplicate_packet()
-               .section(pid, pat(2))
+               .section(pid, sized_pat(2))
                .duplicate_packet())
         .finish();
-    EXPECT_THAT(r.sections, ElementsAre(section, pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(section, sized_pat(2)));
     EXPECT_THAT(r.drops(), IsEmpty());
     EXPECT_EQ(r.counts().packets, 6u);
 }
@@ -397,28 +369,31 @@ TEST(SectionCollector, TakesARepeatedPacketOnceThoughItsClockMovesOn) {
     late.pcr = 27000300;
     receiver r;
     r.push(stream_writer()
-               .packet(pid, true, pointed(0, pat(1)), early)
+               .packet(pid, true, pointed(0, sized_pat(1)), early)
                .skip_counter(pid, 15)
-               .packet(pid, true, pointed(0, pat(1)), late));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1)));
+               .packet(pid, true, pointed(0, sized_pat(1)), late));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1)));
     EXPECT_THAT(r.drops(), IsEmpty());
 }
 
 TEST(SectionCollector, CountsAPacketThatComesAThirdTime) {
     receiver r;
-    r.push(stream_writer().section(pid, pat(1)).duplicate_packet().duplicate_packet());
+    r.push(stream_writer().section(pid, sized_pat(1)).duplicate_packet().duplicate_packet());
     EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1)));
 }
 
 TEST(SectionCollector, CountsARepeatedCounterWithAnotherPayload) {
     receiver r;
-    r.push(stream_writer().section(pid, pat(1)).skip_counter(pid, 15).section(pid, pat(2)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1), pat(2)));
+    r.push(stream_writer()
+               .section(pid, sized_pat(1))
+               .skip_counter(pid, 15)
+               .section(pid, sized_pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1), sized_pat(2)));
     EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1)));
 }
 
 TEST(SectionCollector, GoesOnBehindPacketsWithoutPayload) {
-    const bytes section = pat(1, 300);
+    const bytes section = sized_pat(1, 300);
     receiver r;
     r.push(stream_writer()
                .packet(pid, true, pointed(0, part(section, 0, 183)))
@@ -435,11 +410,11 @@ TEST(SectionCollector, AllowsAnAnnouncedJumpBetweenSections) {
     announcing.discontinuity_indicator = true;
     receiver r;
     r.push(stream_writer()
-               .section(pid, pat(1))
+               .section(pid, sized_pat(1))
                .skip_counter(pid, 5)
-               .sections(pid, {pat(2)}, layout::packed, announcing))
+               .sections(pid, {sized_pat(2)}, layout::packed, announcing))
         .finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(1), pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1), sized_pat(2)));
     EXPECT_THAT(r.drops(), IsEmpty());
 }
 
@@ -448,18 +423,18 @@ TEST(SectionCollector, LosesTheSectionThatAnAnnouncedJumpCuts) {
     announcing.discontinuity_indicator = true;
     receiver r;
     r.push(stream_writer()
-               .packet(pid, true, pointed(0, part(pat(1, 300), 0, 183)))
+               .packet(pid, true, pointed(0, part(sized_pat(1, 300), 0, 183)))
                .skip_counter(pid, 5)
-               .sections(pid, {pat(2)}, layout::packed, announcing))
+               .sections(pid, {sized_pat(2)}, layout::packed, announcing))
         .finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
     EXPECT_THAT(r.drops(), ElementsAre(drop("unfinished", 1)));
 }
 
 TEST(SectionCollector, KeepsTheSectionWhereAnAnnouncedJumpDoesNotCome) {
     adaptation_field announcing;
     announcing.discontinuity_indicator = true;
-    const bytes section = pat(1, 1000);
+    const bytes section = sized_pat(1, 1000);
     receiver r;
     r.push(stream_writer().sections(pid, {section}, layout::packed, announcing)).finish();
     EXPECT_THAT(r.sections, ElementsAre(section));
@@ -471,12 +446,12 @@ TEST(SectionCollector, TakesTheCounterFromAPacketWithoutPayloadThatAnnouncesAJum
     announcing.discontinuity_indicator = true;
     receiver r;
     r.push(stream_writer()
-               .section(pid, pat(1))
+               .section(pid, sized_pat(1))
                .skip_counter(pid, 5)
                .packet_without_payload(pid, announcing)
-               .section(pid, pat(2)))
+               .section(pid, sized_pat(2)))
         .finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(1), pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1), sized_pat(2)));
     EXPECT_THAT(r.drops(), IsEmpty());
 }
 
@@ -484,15 +459,15 @@ TEST(SectionCollector, KeepsCountersOfPidsApart) {
     const std::uint16_t other = 0x0456;
     stream_writer a;
     stream_writer b;
-    a.section(pid, pat(1, 1000));
-    b.section(other, pat(2, 1000));
+    a.section(pid, sized_pat(1, 1000));
+    b.section(other, sized_pat(2, 1000));
     receiver r;
     r.collector.follow(other);
     for (std::size_t i = 0; i < a.packets().size(); ++i) {
         r.collector.push({a.packets()[i].data(), 2 * i});
         r.collector.push({b.packets()[i].data(), 2 * i + 1});
     }
-    EXPECT_THAT(r.sections, ElementsAre(pat(1, 1000), pat(2, 1000)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1, 1000), sized_pat(2, 1000)));
     EXPECT_THAT(r.pids, ElementsAre(pid, other));
 }
 
@@ -500,7 +475,7 @@ TEST(SectionCollector, KeepsCountersOfPidsApart) {
 
 TEST(SectionCollector, DropsPacketsWithATransportError) {
     stream_writer stream;
-    stream.section(pid, pat(1));
+    stream.section(pid, sized_pat(1));
     set_transport_error_indicator(stream.last_packet());
     receiver r;
     r.push(stream).finish();
@@ -511,7 +486,7 @@ TEST(SectionCollector, DropsPacketsWithATransportError) {
 TEST(SectionCollector, DropsScrambledPackets) {
     for (const unsigned int control : {1u, 2u, 3u}) {
         stream_writer stream;
-        stream.section(pid, pat(1));
+        stream.section(pid, sized_pat(1));
         set_transport_scrambling_control(stream.last_packet(), control);
         receiver r;
         r.push(stream).finish();
@@ -523,7 +498,7 @@ TEST(SectionCollector, DropsScrambledPackets) {
 TEST(SectionCollector, DropsPacketsWhoseAdaptationFieldLeavesNoPayload) {
     for (const unsigned int length : {183u, 184u, 255u}) {
         stream_writer stream;
-        stream.section(pid, pat(1));
+        stream.section(pid, sized_pat(1));
         bytes& packet = stream.last_packet();
         packet[3] |= 0x20;  // adaptation field and payload
         packet[4] = static_cast<std::uint8_t>(length);
@@ -539,25 +514,26 @@ TEST(SectionCollector, ReadsThePayloadBehindAnAdaptationFieldOfAnyLength) {
         adaptation_field adaptation;
         adaptation.stuffing_bytes = stuffing;
         receiver r;
-        r.push(stream_writer().sections(pid, {pat(1, 40)}, layout::packed, adaptation)).finish();
-        EXPECT_THAT(r.sections, ElementsAre(pat(1, 40))) << stuffing;
+        r.push(stream_writer().sections(pid, {sized_pat(1, 40)}, layout::packed, adaptation))
+            .finish();
+        EXPECT_THAT(r.sections, ElementsAre(sized_pat(1, 40))) << stuffing;
     }
 }
 
 TEST(SectionCollector, ReadsThePayloadBehindAnEmptyAdaptationField) {
     stream_writer stream;
-    stream.packet(pid, true, bytes{0} + pointed(0, pat(1)));  // adaptation_field_length 0
+    stream.packet(pid, true, bytes{0} + pointed(0, sized_pat(1)));  // adaptation_field_length 0
     stream.last_packet()[3] |= 0x20;
-    EXPECT_THAT(receiver().push(stream).sections, ElementsAre(pat(1)));
+    EXPECT_THAT(receiver().push(stream).sections, ElementsAre(sized_pat(1)));
 }
 
 TEST(SectionCollector, DoesNotJoinASectionOverADroppedPacket) {
     stream_writer stream;
-    stream.section(pid, pat(1, 1000)).section(pid, pat(2));
+    stream.section(pid, sized_pat(1, 1000)).section(pid, sized_pat(2));
     set_transport_scrambling_control(stream.packets()[2], 2);
     receiver r;
     r.push(stream).finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
     EXPECT_THAT(r.refused, IsEmpty());
     EXPECT_THAT(r.drops(), ElementsAre(drop("scrambled", 1), drop("discontinuity", 1)));
 }
@@ -565,11 +541,11 @@ TEST(SectionCollector, DoesNotJoinASectionOverADroppedPacket) {
 // --- The gate ---
 
 TEST(SectionCollector, RefusesAndCountsAWrongCrc) {
-    bytes wrong = pat(1);
+    bytes wrong = sized_pat(1);
     wrong.back() ^= 1;
     receiver r;
-    r.push(stream_writer().sections(pid, {wrong, pat(2)}));
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+    r.push(stream_writer().sections(pid, {wrong, sized_pat(2)}));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
     EXPECT_THAT(r.refused, ElementsAre(wrong));
     EXPECT_THAT(r.verdicts_seen, ElementsAre(verdict::crc_mismatch));
     EXPECT_EQ(r.refused_as(verdict::crc_mismatch), 1u);
@@ -577,7 +553,7 @@ TEST(SectionCollector, RefusesAndCountsAWrongCrc) {
 }
 
 TEST(SectionCollector, TakesAWrongCrcWhenItIsNotChecked) {
-    bytes wrong = pat(1);
+    bytes wrong = sized_pat(1);
     wrong.back() ^= 1;
     gate_options options;
     options.check_crc = false;
@@ -589,8 +565,8 @@ TEST(SectionCollector, RefusesSectionsOfOtherTablesAndTooShortOnes) {
     const bytes other_table = long_section(0x90, 1, bytes(20, 0));
     const bytes empty = short_section(0x00, {});
     receiver r;
-    r.push(stream_writer().sections(pid, {other_table, empty, pat(1)}));
-    EXPECT_THAT(r.sections, ElementsAre(pat(1)));
+    r.push(stream_writer().sections(pid, {other_table, empty, sized_pat(1)}));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(1)));
     EXPECT_THAT(r.refused, ElementsAre(other_table, empty));
     EXPECT_EQ(r.refused_as(verdict::not_decoded), 1u);
     EXPECT_EQ(r.refused_as(verdict::too_short), 1u);
@@ -608,8 +584,9 @@ TEST(SectionCollector, CountsRefusalsThatNobodyListensTo) {
 
 TEST(SectionCollector, LooksAtFollowedPidsOnly) {
     receiver r;
-    r.push(stream_writer().section(0x0456, pat(1)).null_packets(5).section(pid, pat(2)));
-    EXPECT_THAT(r.sections, ElementsAre(pat(2)));
+    r.push(
+        stream_writer().section(0x0456, sized_pat(1)).null_packets(5).section(pid, sized_pat(2)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
     EXPECT_EQ(r.collector.counts().size(), 1u);
 }
 
@@ -627,22 +604,23 @@ TEST(SectionCollector, KnowsWhichPidsItFollows) {
 }
 
 TEST(SectionCollector, DropsTheUnfinishedSectionOfAPidThatIsUnfollowed) {
-    const bytes section = pat(1, 300);
+    const bytes section = sized_pat(1, 300);
     receiver r;
-    r.push(
-        stream_writer().section(pid, pat(7)).packet(pid, true, pointed(0, part(section, 0, 183))));
+    r.push(stream_writer()
+               .section(pid, sized_pat(7))
+               .packet(pid, true, pointed(0, part(section, 0, 183))));
     r.collector.unfollow(pid);
     r.collector.follow(pid);
     r.push(stream_writer().skip_counter(pid, 2).packet(pid, false, part(section, 183, 300)))
         .finish();
-    EXPECT_THAT(r.sections, ElementsAre(pat(7)));
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(7)));
     EXPECT_THAT(r.drops(), IsEmpty());
     EXPECT_EQ(r.counts().admitted, 1u);
     EXPECT_EQ(r.counts().packets, 3u);
 }
 
 TEST(SectionCollector, LeavesAPidAloneThatIsFollowedTwice) {
-    const bytes section = pat(1, 300);
+    const bytes section = sized_pat(1, 300);
     receiver r;
     stream_writer stream;
     stream.section(pid, section);
@@ -662,7 +640,7 @@ TEST(SectionCollector, LetsAHandlerFollowPids) {
     self = &collector;
     collector.follow(0x100);
     stream_writer stream;
-    for (std::uint16_t next = 0x100; next < 0x110; ++next) stream.section(next, pat(next));
+    for (std::uint16_t next = 0x100; next < 0x110; ++next) stream.section(next, sized_pat(next));
     for (const bytes& packet : stream.packets()) collector.push({packet.data(), 0});
     EXPECT_EQ(pids.size(), 16u);
 }
@@ -679,10 +657,11 @@ TEST(SectionCollector, StopsInThePacketWhenAHandlerUnfollowsItsPid) {
         self = &collector;
         collector.follow(pid);
         stream_writer stream;
-        stream.sections(pid, {pat(1, 300), pat(2), pat(3)});  // the first ends before a pointer
+        stream.sections(pid, {sized_pat(1, 300), sized_pat(2),
+                              sized_pat(3)});  // the first ends before a pointer
         for (const bytes& packet : stream.packets()) collector.push({packet.data(), 0});
         EXPECT_EQ(calls, 1) << follow_again;
-        stream = stream_writer().section(pid, pat(4));
+        stream = stream_writer().section(pid, sized_pat(4));
         collector.push({stream.packets()[0].data(), 0});
         EXPECT_EQ(calls, follow_again ? 2 : 1);
     }
@@ -697,12 +676,12 @@ TEST(SectionCollector, GoesOnAfterAHandlerThrew) {
     });
     collector.follow(pid);
     stream_writer stream;
-    stream.section(pid, pat(1)).section(pid, pat(2, 300));
+    stream.section(pid, sized_pat(1)).section(pid, sized_pat(2, 300));
     EXPECT_THROW(collector.push({stream.packets()[0].data(), 0}), std::runtime_error);
     throws = false;
     collector.push({stream.packets()[1].data(), 1});
     collector.push({stream.packets()[2].data(), 2});
-    EXPECT_THAT(sections, ElementsAre(pat(2, 300)));
+    EXPECT_THAT(sections, ElementsAre(sized_pat(2, 300)));
     EXPECT_EQ(collector.counts()[pid].admitted, 2u);
 }
 
