@@ -53,11 +53,13 @@ void capture::push_packets() {
     }
 }
 
-void capture::finish() {
+void capture::end() {
     reader_.finish();
     push_packets();
     collector_.finish();
+}
 
+void capture::count() {
     totals& counts = to_.counts();
     counts.packets += reader_.packets();
     counts.pids += seen_pids_.count();

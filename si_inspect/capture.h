@@ -20,8 +20,10 @@ public:
     capture(std::string name, inspector& to, const section_feed::gate_options& options);
 
     void push(const std::uint8_t* bytes, std::size_t size);
-    /// No more bytes come. Adds the stream's counts to the inspector's.
-    void finish();
+    /// No more bytes come: what is not whole by now is lost.
+    void end();
+    /// Adds the stream's counts to the inspector's. Call it last.
+    void count();
 
     std::uint64_t packets() const { return reader_.packets(); }
 

@@ -97,8 +97,8 @@ public:
                      [this](const place& where, const refusal& what) { report(where, what); }) {}
 
     int all() {
-        for (const std::string& path : how_.inputs) {
-            if (interruption::happened() || inspector_.done()) break;
+        for (const std::string& path : paths()) {
+            if (is_over()) break;
             try {
                 one(path);
             } catch (const input_error& e) {
@@ -113,6 +113,10 @@ public:
     }
 
 private:
+    std::vector<std::string> paths() const {
+        return how_.inputs.empty() ? std::vector<std::string>{"-"} : how_.inputs;
+    }
+
     void one(const std::string& path) {
         input from(path);
         const bool several = how_.inputs.size() > 1;
@@ -132,25 +136,31 @@ private:
         }
     }
 
+    /// Returns how many bytes there were.
     template <typename Reader>
     std::uint64_t read_all(input& from, Reader& to) {
         std::uint64_t bytes = 0;
         try {
-            while (!inspector_.done()) {
+            while (!is_over()) {
                 const std::size_t count = from.read(buffer_.data(), buffer_.size());
                 if (count == 0) break;
                 bytes += count;
                 to.push(buffer_.data(), count);
                 bar_->update(bytes);
             }
+            // What the user has cut short is not lost.
+            if (!is_over()) to.end();
         } catch (const input_error&) {
-            to.finish();
+            to.count();
             throw;
         }
-        to.finish();
+        to.count();
         bar_->hide();
         return bytes;
     }
+
+    /// Whether the user wants no more.
+    bool is_over() const { return interruption::happened() || inspector_.done(); }
 
     /// Nothing was found, and the user did not stop it.
     static void complain_of(const input& from, std::uint64_t bytes, const std::string& what) {
@@ -194,6 +204,10 @@ private:
 }  // namespace
 
 int inspect(const options& how) try {
+    if (how.inputs.empty() && isatty(STDIN_FILENO) == 1) {
+        complain("name a file, or pipe a stream in (si_inspect --help says more)");
+        return exit_usage;
+    }
     configure_log(how);
     interruption::watch();
     return run(how).all();

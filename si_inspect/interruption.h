@@ -4,8 +4,8 @@
 /// A second one ends the program.
 namespace orvix::si_inspect::interruption {
 
-/// From now on the two signals are noted. Also lets writes to a closed pipe fail instead of ending
-/// the program.
+/// From now on the two signals are noted. Also lets writes to a closed pipe, and behind the largest
+/// size of a file, fail instead of ending the program.
 void watch();
 bool happened();
 /// Becomes readable when the user interrupts; negative before `watch`.

@@ -18,8 +18,8 @@ enum class color_choice : std::uint8_t { automatic, always, never };
 
 /// What the command line says.
 struct options {
-    std::vector<std::string> inputs = {"-"};  ///< paths; "-" is the standard input
-    bool sections = false;                    ///< the inputs are bare sections, not packets
+    std::vector<std::string> inputs;  ///< paths; "-" is the standard input, and so is none
+    bool sections = false;            ///< the inputs are bare sections, not packets
     bool check_crc = true;
 
     std::set<std::string> tables;      ///< names as in names::table_kind; empty: all

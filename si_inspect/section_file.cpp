@@ -44,8 +44,10 @@ void section_file::take(std::size_t begin, std::size_t size) {
     }
 }
 
-void section_file::finish() {
-    if (bytes_.empty() || to_.done()) return;
+void section_file::end() { unfinished_ = !bytes_.empty(); }
+
+void section_file::count() {
+    if (!unfinished_) return;
     ++to_.counts().dropped[totals::no_pid][section_feed::drop_reason::unfinished];
 }
 

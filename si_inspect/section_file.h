@@ -19,8 +19,10 @@ public:
         : name_(std::move(name)), to_(to), options_(options) {}
 
     void push(const std::uint8_t* bytes, std::size_t size);
-    /// No more bytes come. Adds those of an unfinished section to the inspector's counts.
-    void finish();
+    /// No more bytes come: a section that is not whole by now is lost.
+    void end();
+    /// Adds what was lost to the inspector's counts. Call it last.
+    void count();
 
     /// Sections of tables that the library decodes.
     std::uint64_t admitted() const { return admitted_; }
@@ -35,6 +37,7 @@ private:
     std::vector<std::uint8_t> section_;
     std::uint64_t sections_ = 0;
     std::uint64_t admitted_ = 0;
+    bool unfinished_ = false;
 };
 
 }  // namespace orvix::si_inspect
