@@ -173,8 +173,9 @@ unsigned int packet_reader::sync_bytes_in_a_row(std::size_t at, unsigned int pac
         ++count;
         at += packet_size;
     }
-    const bool at_end = finished_ && at >= end_ && at - packet_size + transport_packet <= end_;
-    return count > 0 && count < sync_bytes_of_a_lock && at_end ? count + 1 : count;
+    if (count == 0 || count == sync_bytes_of_a_lock || at < end_ || !finished_) return count;
+    const bool last_is_whole = at - packet_size + transport_packet <= end_;
+    return last_is_whole ? count + 1 : count;
 }
 
 bool packet_reader::is_locked(std::size_t at, unsigned int packet_size) const {

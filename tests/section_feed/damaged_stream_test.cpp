@@ -12,7 +12,7 @@ using testing::IsEmpty;
 
 constexpr std::size_t all_packet_sizes[] = {188, 192, 204};
 constexpr double rising[] = {0.001, 0.01, 0.05, 0.2, 0.5};
-constexpr std::uint32_t seeds = 20;
+constexpr std::uint32_t seeds = 8;
 
 std::size_t undisturbed(const damaged_broadcast& broadcast) {
     return static_cast<std::size_t>(

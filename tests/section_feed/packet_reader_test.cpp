@@ -161,13 +161,15 @@ TEST_P(PacketReaderOfSize, LosesOnePacketWhenOneSyncByteIsFlipped) {
 
 TEST_P(PacketReaderOfSize, LosesTwoPacketsWhenTwoSyncBytesInARowAreFlipped) {
     const auto packets = numbered_packets(30);
-    bytes stream = join_packets(packets, size());
-    stream[sync_of(10)] = 0;
-    stream[sync_of(11)] = 0;
-    const reading result = read(stream);
-    EXPECT_EQ(result.packets, without(without(packets, 10), 10));
-    EXPECT_EQ(result.sync_losses, 1u);
-    EXPECT_EQ(result.skipped_bytes, 2 * size());
+    for (const std::size_t first : {10u, 26u}) {
+        bytes stream = join_packets(packets, size());
+        stream[sync_of(first)] = 0;
+        stream[sync_of(first + 1)] = 0;
+        const reading result = read(stream);
+        EXPECT_EQ(result.packets, without(without(packets, first), first)) << first;
+        EXPECT_EQ(result.sync_losses, 1u) << first;
+        EXPECT_EQ(result.skipped_bytes, 2 * size()) << first;
+    }
 }
 
 TEST_P(PacketReaderOfSize, LosesOnePacketToAFlipWhenAll0x47StandInTheSamePlace) {
@@ -280,6 +282,14 @@ TEST_P(PacketReaderOfSize, HandsAPacketOutOnceTheNextOneBegins) {
         }
     }
     EXPECT_EQ(taken, 29u);
+}
+
+TEST(PacketReader, SkipsATimeCodeThatNoPacketFollows) {
+    const auto packets = numbered_packets(10);
+    const reading result = read(join_packets(packets, 192) + bytes(4, 0));
+    EXPECT_EQ(result.packets, packets);
+    EXPECT_EQ(result.skipped_bytes, 4u);
+    EXPECT_EQ(result.sync_losses, 0u);
 }
 
 TEST(PacketReader, LearnsANewPacketSizeOnTheWay) {
