@@ -19,6 +19,7 @@
 #include "progress.h"
 #include "section_file.h"
 #include "text_writer.h"
+#include "xmltv_writer.h"
 
 namespace orvix::si_inspect {
 
@@ -49,7 +50,11 @@ std::unique_ptr<writer> make_writer(const options& how, output& to) {
         case output_format::json:
             return std::make_unique<json_writer>(to, offset);
         case output_format::xmltv:
-            break;
+            return std::make_unique<xmltv_writer>(
+                to, xmltv_writer::settings{how.utc_offset, how.services},
+                [&how](const std::string& sentence) {
+                    if (!how.quiet) complain(sentence);
+                });
     }
     return nullptr;
 }
