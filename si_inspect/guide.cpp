@@ -23,6 +23,11 @@ bool is_timed(const programme& p) {
     return p.start >= 0 && p.duration != undefined_duration;
 }
 
+/// Nothing but spaces, the one that does not break included.
+bool is_blank(const std::string& text) {
+    return text.find_first_not_of(" \xC2\xA0") == std::string::npos;
+}
+
 programme make_programme(const eit& section, const eit::event& event) {
     programme p;
     p.event_id = event.event_id;
@@ -30,8 +35,8 @@ programme make_programme(const eit& section, const eit::event& event) {
     p.duration = event.duration;
     if (const auto told = find<short_event_descriptor>(section, 0x4D, event.descriptors)) {
         p.language = told->ISO_639_language_code;
-        p.name = told->event_name;
-        p.text = told->text;
+        if (!is_blank(told->event_name)) p.name = told->event_name;
+        if (!is_blank(told->text)) p.text = told->text;
     }
     if (const auto content = find<content_descriptor>(section, 0x54, event.descriptors)) {
         for (const auto& entry : content->contents) p.content_nibbles.push_back(entry.first);
@@ -228,7 +233,11 @@ guide_contents guide::contents(const std::set<std::uint16_t>& wanted) const {
             }
         }
         for (auto& [start, event] : by_start) c.programmes.push_back(std::move(event));
-        all.channels.push_back(std::move(c));
+        if (c.programmes.empty()) {
+            ++all.services_untold;
+        } else {
+            all.channels.push_back(std::move(c));
+        }
     }
     return all;
 }

@@ -32,13 +32,14 @@ struct channel {
     std::uint32_t service_id = 0;
     std::string name;                   ///< empty where no SDT told it
     std::string number;                 ///< as the viewer enters it, "3.1"; empty where unknown
-    std::vector<programme> programmes;  ///< by start time; name and times are all known
+    std::vector<programme> programmes;  ///< at least one, by start time; names and times are known
 };
 
 struct guide_contents {
-    std::vector<channel> channels;     ///< by original_network_id and service_id
-    std::uint64_t untimed_events = 0;  ///< left out: start time or duration undefined
-    std::uint64_t unnamed_events = 0;  ///< left out: without a name
+    std::vector<channel> channels;      ///< by original_network_id and service_id
+    std::uint64_t untimed_events = 0;   ///< left out: start time or duration undefined
+    std::uint64_t unnamed_events = 0;   ///< left out: without a name
+    std::uint64_t services_untold = 0;  ///< left out: without any event
 };
 
 /// A programme guide out of the tables of a broadcast. Present/following and schedule are merged:

@@ -20,6 +20,7 @@
 #include "section_file.h"
 #include "text_writer.h"
 #include "xmltv_writer.h"
+#include "xmltv_writer.h"
 
 namespace orvix::si_inspect {
 

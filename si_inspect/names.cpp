@@ -170,10 +170,11 @@ std::string_view genre_detail(std::uint8_t content_nibble) {
 }
 
 std::string genre(std::uint8_t content_nibble) {
-    std::string name(genre_group(content_nibble));
-    const std::string_view detail = genre_detail(content_nibble);
-    if (!detail.empty()) name.append(", ").append(detail);
-    return name;
+    const std::string group(genre_group(content_nibble));
+    const std::string detail(genre_detail(content_nibble));
+    if (detail.empty()) return group;
+    const bool says_it_already = group.find(detail) != std::string::npos;
+    return says_it_already ? detail : group + ", " + detail;
 }
 
 std::string_view rating_age(std::uint8_t value) { return lookup(rating_ages, low_nibble(value)); }

@@ -98,10 +98,6 @@ private:
     utc_offset offset_;
 };
 
-std::string events_with(std::uint64_t count, const std::string& lack) {
-    return std::to_string(count) + (count == 1 ? " event " : " events ") + lack;
-}
-
 }  // namespace
 
 void xmltv_writer::table(const place& /*where*/, const table_ref& table) { guide_.take(table); }
@@ -130,12 +126,12 @@ void xmltv_writer::finish(const totals* /*counts*/) {
     document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
     to_.write(text.str());
 
-    if (contents.untimed_events != 0) {
-        notice_("guide: left out " + events_with(contents.untimed_events, "with undefined times"));
-    }
-    if (contents.unnamed_events != 0) {
-        notice_("guide: left out " + events_with(contents.unnamed_events, "without a name"));
-    }
+    const auto left_out = [this](std::uint64_t count, const std::string& what) {
+        if (count != 0) notice_("guide: left out " + what + ": " + std::to_string(count));
+    };
+    left_out(contents.untimed_events, "events with undefined times");
+    left_out(contents.unnamed_events, "events without a name");
+    left_out(contents.services_untold, "services without events");
 }
 
 }  // namespace orvix::si_inspect

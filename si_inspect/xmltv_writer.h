@@ -20,7 +20,7 @@ public:
         std::optional<si_inspect::utc_offset> utc_offset;
         std::set<std::uint16_t> services;  ///< empty: all
     };
-    /// `notice` is handed a sentence about events that the guide has to leave out.
+    /// `notice` is handed a sentence about what the guide has to leave out.
     using notice_handler = std::function<void(const std::string& sentence)>;
 
     xmltv_writer(output& to, settings how, notice_handler notice)
