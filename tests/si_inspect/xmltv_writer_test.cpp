@@ -1,0 +1,409 @@
+#include "xmltv_writer.h"
+
+#include <gmock/gmock.h>
+
+#include <cstdlib>
+#include <pugixml.hpp>
+
+#include "broadcast.h"
+#include "log_capture.h"
+#include "table_decoder.h"
+#include "tool.h"
+
+namespace orvix::si_inspect {
+namespace {
+
+using namespace orvix::test;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+/// An event of a schedule: the same evening, begun and ended at these times.
+bytes event_at(std::uint16_t event_id, std::uint32_t hhmmss, const std::string& name,
+               const bytes& more = {}) {
+    return event(event_id, utc_time(day, hhmmss), 0x003000, 0, 0,
+                 describe_short_event("por", name, "") + more);
+}
+
+bytes present_following(const bytes& present, const bytes& following, std::uint8_t version = 0) {
+    const eit_identifiers ids = {0x4E, hd_service, multiplex, multiplex, 1, 0x4E};
+    return eit_section(ids, present, {version, 1, 0, 1}) +
+           eit_section(ids, following, {version, 1, 1, 1});
+}
+
+bytes schedule(const bytes& events, const long_header& header = {}) {
+    return eit_section({0x50, hd_service, multiplex, multiplex, header.last_section_number, 0x50},
+                       events, header);
+}
+
+struct shown {
+    std::string start;
+    std::string stop;
+    std::string title;
+    bool operator==(const shown& other) const {
+        return std::tie(start, stop, title) == std::tie(other.start, other.stop, other.title);
+    }
+};
+void PrintTo(const shown& s, std::ostream* out) {
+    *out << s.start << " to " << s.stop << ": " << s.title;
+}
+
+/// A guide out of sections.
+class XmltvWriter : public testing::Test {
+protected:
+    XmltvWriter& given(bytes sections) {
+        sections.push_back(0);  // the spare byte behind the last one
+        std::size_t at = 0;
+        while (at + 1 < sections.size()) {
+            const std::size_t size = 3u + ((sections[at + 1] & 0x0Fu) << 8 | sections[at + 2]);
+            sections_.emplace_back(sections.begin() + static_cast<std::ptrdiff_t>(at),
+                                   sections.begin() + static_cast<std::ptrdiff_t>(at + size + 1));
+            at += size;
+        }
+        return *this;
+    }
+
+    /// The document as text, also parsed as `guide_`.
+    std::string written(const xmltv_writer::settings& how = {}) {
+        const temporary_folder folder;
+        {
+            output to(folder.path("guide.xml"));
+            xmltv_writer writer(to, how, [this](const std::string& s) { notices_.push_back(s); });
+            table_decoder decoder;
+            for (bytes& section : sections_) {
+                const auto table = decoder.decode(section.data(), section.size() - 1);
+                writer.table({}, *table);
+            }
+            writer.finish(nullptr);
+            to.commit();
+        }
+        const std::string text = read_file(folder.path("guide.xml"));
+        EXPECT_TRUE(guide_.load_string(text.c_str()));
+        return text;
+    }
+
+    std::vector<shown> programmes(const xmltv_writer::settings& how = {}) {
+        written(how);
+        std::vector<shown> all;
+        for (const auto& p : guide_.child("tv").children("programme")) {
+            all.push_back({p.attribute("start").value(), p.attribute("stop").value(),
+                           p.child_value("title")});
+        }
+        return all;
+    }
+
+    std::vector<std::string> titles(const xmltv_writer::settings& how = {}) {
+        std::vector<std::string> all;
+        for (const shown& p : programmes(how)) all.push_back(p.title);
+        return all;
+    }
+
+    std::vector<std::string> display_names(const std::string& id) {
+        written();
+        const auto channel =
+            guide_.child("tv").find_child_by_attribute("channel", "id", id.c_str());
+        return texts(channel, "display-name");
+    }
+
+    pugi::xml_node first_programme() {
+        written();
+        return guide_.child("tv").child("programme");
+    }
+
+    static std::vector<std::string> texts(const pugi::xml_node& parent, const char* element) {
+        std::vector<std::string> all;
+        for (const auto& child : parent.children(element)) all.emplace_back(child.child_value());
+        return all;
+    }
+
+    std::vector<bytes> sections_;
+    std::vector<std::string> notices_;
+    pugi::xml_document guide_;
+    log_capture silence_{OrvixLog::NONE};
+};
+
+// --- Channels ---
+
+TEST_F(XmltvWriter, NamesAChannelWithNameAndViewersNumber) {
+    given(pat() + nit() + sdt() + eit());
+    EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("Manacá HD", "3.1"));
+}
+
+TEST_F(XmltvWriter, NumbersAOneSegServiceByThePidOfItsPmt) {
+    given(pat_section(multiplex, program(mobile_service, 0x1FCA)) + nit() + eit(mobile_service));
+    EXPECT_THAT(display_names("s23608.n737.isdb-tb.br"), ElementsAre("23608", "3.33"));
+}
+
+TEST_F(XmltvWriter, NumbersAServiceThatIsNotInThePatByItsIdentifier) {
+    given(nit() + eit(mobile_service));
+    EXPECT_THAT(display_names("s23608.n737.isdb-tb.br"), ElementsAre("23608", "3.31"));
+}
+
+TEST_F(XmltvWriter, GivesNoNumberWithoutARemoteControlKey) {
+    given(pat() + sdt() + eit());
+    EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("Manacá HD"));
+}
+
+TEST_F(XmltvWriter, TakesTheNameOfTheNewestSdt) {
+    const bytes renamed =
+        sdt_section(multiplex, multiplex,
+                    service(hd_service, 4, 0, describe_service(1, "", "Nova")), {1, 1, 0, 0});
+    given(sdt() + renamed + eit());
+    EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("Nova"));
+}
+
+TEST_F(XmltvWriter, LeavesOutServicesWithoutEventsAndCountsThem) {
+    given(sdt() + eit());
+    written();
+    EXPECT_FALSE(
+        guide_.child("tv").find_child_by_attribute("channel", "id", "s23608.n737.isdb-tb.br"));
+    EXPECT_THAT(notices_, testing::Contains("guide: left out services without events: 1"));
+}
+
+TEST_F(XmltvWriter, WritesOnlyTheServicesThatAreWanted) {
+    given(eit(hd_service) + eit(mobile_service));
+    written({{}, {mobile_service}});
+    EXPECT_STREQ(guide_.child("tv").child("channel").attribute("id").value(),
+                 "s23608.n737.isdb-tb.br");
+    EXPECT_EQ(titles({{}, {mobile_service}}).size(), 1u);
+}
+
+// --- Programmes ---
+
+TEST_F(XmltvWriter, TellsAProgrammeWhole) {
+    given(eit());
+    const pugi::xml_node programme = first_programme();
+    EXPECT_STREQ(programme.attribute("start").value(), "20261121194500 -0300");
+    EXPECT_STREQ(programme.attribute("stop").value(), "20261121213030 -0300");
+    EXPECT_STREQ(programme.attribute("channel").value(), "s23584.n737.isdb-tb.br");
+    EXPECT_STREQ(programme.child_value("title"), "Jornal");
+    EXPECT_STREQ(programme.child("title").attribute("lang").value(), "pt");
+    EXPECT_STREQ(programme.child_value("desc"), "As notícias do dia.");
+    EXPECT_THAT(texts(programme, "category"), ElementsAre("news", "report"));
+    EXPECT_STREQ(programme.child("rating").attribute("system").value(), "ClassInd");
+    EXPECT_STREQ(programme.child("rating").child_value("value"), "12");
+}
+
+TEST_F(XmltvWriter, LeavesOutWhatABroadcastDoesNotSay) {
+    given(schedule(event_at(1, 0x200000, "Jornal")));
+    const pugi::xml_node programme = first_programme();
+    EXPECT_FALSE(programme.child("desc"));
+    EXPECT_FALSE(programme.child("category"));
+    EXPECT_FALSE(programme.child("rating"));
+}
+
+TEST_F(XmltvWriter, LeavesOutReservedRatingsAndThoseOfOtherCountries) {
+    given(schedule(
+        event_at(1, 0x200000, "A", describe_parental_ratings(parental_rating("BRA", 0x0F))) +
+        event_at(2, 0x210000, "B", describe_parental_ratings(parental_rating("ARG", 0x03)))));
+    written();
+    for (const auto& programme : guide_.child("tv").children("programme")) {
+        EXPECT_FALSE(programme.child("rating"));
+    }
+}
+
+TEST_F(XmltvWriter, NamesEachGenreOnce) {
+    given(schedule(
+        event_at(1, 0x200000, "Show", describe_content({0x61, 0, 0x62, 0, 0xCF, 0, 0x6F, 0}))));
+    EXPECT_THAT(texts(first_programme(), "category"),
+                ElementsAre("variety", "show", "musical", "movie"));
+}
+
+TEST_F(XmltvWriter, WritesLanguagesWithTwoLettersWhereTheyHaveThem) {
+    given(schedule(
+        event(1, utc_time(day, 0x200000), 0x001000, 0, 0, describe_short_event("eng", "News", "")) +
+        event(2, utc_time(day, 0x210000), 0x001000, 0, 0,
+              describe_short_event("gn ", "Mborayhu", ""))));
+    written();
+    std::vector<std::string> languages;
+    for (const auto& programme : guide_.child("tv").children("programme")) {
+        languages.emplace_back(programme.child("title").attribute("lang").value());
+    }
+    EXPECT_THAT(languages, ElementsAre("en", "gn "));
+}
+
+TEST_F(XmltvWriter, EscapesWhatXmlReserves) {
+    given(schedule(event_at(1, 0x200000, "Tom & <Jo\xE3o>")));
+    EXPECT_THAT(written(), testing::HasSubstr("<title lang=\"pt\">Tom &amp; &lt;João&gt;</title>"));
+}
+
+TEST_F(XmltvWriter, OrdersProgrammesByTheirStart) {
+    given(schedule(event_at(1, 0x220000, "Segundo") + event_at(2, 0x210000, "Primeiro")));
+    EXPECT_THAT(titles(), ElementsAre("Primeiro", "Segundo"));
+}
+
+// --- What the guide leaves out ---
+
+TEST_F(XmltvWriter, LeavesOutUndefinedTimesAndCountsThem) {
+    const bytes name = describe_short_event("por", "Quando?", "");
+    given(schedule(event(1, utc_time(0xFFFF, 0xFFFFFF), 0x010000, 0, 0, name) +
+                   event(2, utc_time(day, 0x200000), 0xFFFFFF, 0, 0, name) +
+                   event_at(3, 0x210000, "Agora")));
+    EXPECT_THAT(titles(), ElementsAre("Agora"));
+    EXPECT_THAT(notices_, ElementsAre("guide: left out events with undefined times: 2"));
+}
+
+TEST_F(XmltvWriter, LeavesOutEventsWithoutANameAndCountsThem) {
+    given(schedule(event_at(1, 0x200000, " \xA0 ") +
+                   event(2, utc_time(day, 0x203000), 0x001000, 0, 0) +
+                   event_at(3, 0x210000, "Agora")));
+    EXPECT_THAT(titles(), ElementsAre("Agora"));
+    EXPECT_THAT(notices_, ElementsAre("guide: left out events without a name: 2"));
+}
+
+TEST_F(XmltvWriter, SaysNothingWhenNothingIsLeftOut) {
+    given(schedule(event_at(1, 0x210000, "Agora")));
+    written();
+    EXPECT_THAT(notices_, IsEmpty());
+}
+
+// --- Merging ---
+
+TEST_F(XmltvWriter, MergesPresentFollowingAndSchedule) {
+    const bytes rating = describe_parental_ratings(parental_rating("BRA", 0x02));
+    given(schedule(event_at(1, 0x200000, "Jornal", rating) + event_at(2, 0x203000, "Novela") +
+                   event_at(3, 0x210000, "Filme")) +
+          present_following(event_at(1, 0x200000, "Jornal"), event_at(2, 0x203000, "A Novela")));
+    EXPECT_THAT(titles(), ElementsAre("Jornal", "A Novela", "Filme"));
+    EXPECT_STREQ(first_programme().child("rating").child_value("value"), "10");
+}
+
+TEST_F(XmltvWriter, TakesTheNewestTimesOfAnEvent) {
+    given(present_following(event_at(1, 0x200000, "Jogo"), event_at(2, 0x203000, "Filme")) +
+          present_following(event_at(1, 0x200000, "Jogo"), event_at(2, 0x204500, "Filme"), 1));
+    EXPECT_THAT(programmes(),
+                ElementsAre(shown{"20261121200000 -0300", "20261121203000 -0300", "Jogo"},
+                            shown{"20261121204500 -0300", "20261121211500 -0300", "Filme"}));
+}
+
+TEST_F(XmltvWriter, TakesTheTimesFromTheScheduleWherePresentFollowingLeavesThemUndefined) {
+    const bytes untimed = event(1, utc_time(0xFFFF, 0xFFFFFF), 0xFFFFFF, 0, 0,
+                                describe_short_event("por", "Jogo adiado", ""));
+    given(schedule(event_at(1, 0x200000, "Jogo")) +
+          present_following(untimed, event_at(2, 0x203000, "Filme")));
+    EXPECT_THAT(programmes(),
+                ElementsAre(shown{"20261121200000 -0300", "20261121203000 -0300", "Jogo adiado"},
+                            shown{"20261121203000 -0300", "20261121210000 -0300", "Filme"}));
+}
+
+TEST_F(XmltvWriter, DropsAnEventThatTheNewestVersionNoLongerHas) {
+    given(schedule(event_at(1, 0x200000, "Jornal") + event_at(2, 0x203000, "Cancelado")) +
+          schedule(event_at(1, 0x200000, "Jornal"), {1, 1, 0, 0}));
+    EXPECT_THAT(titles(), ElementsAre("Jornal"));
+}
+
+TEST_F(XmltvWriter, DropsTheSectionsThatTheNewestVersionNoLongerHas) {
+    given(schedule(event_at(1, 0x200000, "Jornal"), {0, 1, 0, 1}) +
+          schedule(event_at(2, 0x203000, "Cancelado"), {0, 1, 1, 1}) +
+          schedule(event_at(1, 0x200000, "Jornal"), {1, 1, 0, 0}));
+    EXPECT_THAT(titles(), ElementsAre("Jornal"));
+}
+
+TEST_F(XmltvWriter, KeepsSectionsOfThePreviousVersionUntilTheirNewOnesCome) {
+    given(schedule(event_at(1, 0x200000, "Jornal"), {0, 1, 0, 1}) +
+          schedule(event_at(2, 0x203000, "Novela"), {0, 1, 1, 1}) +
+          schedule(event_at(1, 0x200000, "O Jornal"), {1, 1, 0, 1}));
+    EXPECT_THAT(titles(), ElementsAre("O Jornal", "Novela"));
+}
+
+TEST_F(XmltvWriter, KeepsAnEventThatWasOnAir) {
+    given(present_following(event_at(1, 0x200000, "Jornal"), event_at(2, 0x203000, "Novela")) +
+          present_following(event_at(2, 0x203000, "Novela"), event_at(3, 0x210000, "Filme"), 1));
+    EXPECT_THAT(titles(), ElementsAre("Jornal", "Novela", "Filme"));
+}
+
+TEST_F(XmltvWriter, DropsAnEventThatWasOnlyAnnouncedToFollow) {
+    given(present_following(event_at(1, 0x200000, "Jornal"), event_at(2, 0x203000, "Novela")) +
+          present_following(event_at(1, 0x200000, "Jornal"), event_at(3, 0x204000, "Filme"), 1));
+    EXPECT_THAT(titles(), ElementsAre("Jornal", "Filme"));
+}
+
+TEST_F(XmltvWriter, KeepsTheNewerOfTwoEventsThatBeginTogether) {
+    given(
+        schedule(event_at(1, 0x200000, "Jornal")) +
+        present_following(event_at(9, 0x200000, "Edição extra"), event_at(2, 0x203000, "Novela")));
+    EXPECT_EQ(titles().size(), 2u);
+    EXPECT_THAT(titles(), testing::Not(testing::Contains("Jornal")));
+}
+
+TEST_F(XmltvWriter, IgnoresSectionsThatAreNotYetValid) {
+    given(schedule(event_at(1, 0x200000, "Jornal")) +
+          schedule(event_at(1, 0x200000, "Futuro"), {1, 0, 0, 0}));
+    EXPECT_THAT(titles(), ElementsAre("Jornal"));
+}
+
+// --- The clock ---
+
+class XmltvClock : public XmltvWriter {
+protected:
+    XmltvClock() { given(schedule(event_at(1, 0x200000, "Jornal"))); }
+
+    static bytes tot_with(const std::string& country, std::uint16_t offset) {
+        return tot_section(utc_time(day, 0x200000),
+                           describe_local_time_offsets(
+                               local_time_offset(country, 1, 1, offset, utc_time(day, 0), offset)));
+    }
+};
+
+TEST_F(XmltvClock, IsBrasiliasUnlessTheBroadcastSaysOtherwise) {
+    EXPECT_EQ(programmes().at(0).start, "20261121200000 -0300");
+}
+
+TEST_F(XmltvClock, IsTheOneOfTheOption) {
+    EXPECT_EQ(programmes({utc_offset(9 * 60 + 30), {}}).at(0).start, "20261121200000 +0930");
+    given(tot_with("BRA", 0x0200));
+    EXPECT_EQ(programmes({utc_offset(0), {}}).at(0).start, "20261121200000 +0000");
+}
+
+TEST_F(XmltvClock, FollowsTheTotToTheWestOfBrasiliaAtTheSameMoment) {
+    given(tot_with("BRA", 0x0200));
+    EXPECT_EQ(programmes().at(0).start, "20261121180000 -0500");
+}
+
+TEST_F(XmltvClock, TakesAnOffsetOfThreeHoursOrMoreAsCountedFromUtc) {
+    given(tot_with("BRA", 0x0300));
+    EXPECT_EQ(programmes().at(0).start, "20261121200000 -0300");
+    given(tot_with("BRA", 0x0400));
+    EXPECT_EQ(programmes().at(0).start, "20261121190000 -0400");
+}
+
+TEST_F(XmltvClock, IgnoresTheOffsetOfAnotherCountry) {
+    given(tot_with("ARG", 0x0100));
+    EXPECT_EQ(programmes().at(0).start, "20261121200000 -0300");
+}
+
+// --- The tool ---
+
+TEST(XmltvOfTheSample, IsTheGuideThatIsExpected) {
+    const outcome run = test::si_inspect({"--format", "xmltv", "--quiet", SAMPLE});
+    EXPECT_EQ(run.status, 0);
+    EXPECT_EQ(run.err, "");
+    EXPECT_EQ(run.out, read_file(EXPECTED_GUIDE));
+}
+
+TEST(XmltvOfTheSample, IsValidForTvValidateFile) {
+    if (std::system("command -v tv_validate_file >/dev/null") != 0) {
+        GTEST_SKIP() << "tv_validate_file (package xmltv-util) is not installed";
+    }
+    // It fetches the DTD unless it is told where the package has it.
+    const std::string validate = "XMLTV_SUPPLEMENT=/usr/share/xmltv tv_validate_file ";
+    const temporary_folder folder;
+    const std::string guide = folder.path("guide.xml");
+    ASSERT_EQ(test::si_inspect({"--format", "xmltv", "--quiet", "--output", guide, SAMPLE}).status,
+              0);
+    EXPECT_EQ(std::system((validate + "'" + guide + "'").c_str()), 0);
+}
+
+TEST(XmltvOfATool, SaysWhatItLeavesOutUnlessItIsToKeepQuiet) {
+    const temporary_folder folder;
+    const std::string sections = folder.file("sections.bin", all_sections());
+    const outcome run = test::si_inspect({"--format", "xmltv", "--sections", sections});
+    EXPECT_THAT(run.err,
+                testing::HasSubstr("si_inspect: guide: left out events with undefined times: 1\n"));
+    const outcome quiet =
+        test::si_inspect({"--format", "xmltv", "--sections", "--quiet", sections});
+    EXPECT_EQ(quiet.err, "");
+    EXPECT_EQ(quiet.out, run.out);
+}
+
+}  // namespace
+}  // namespace orvix::si_inspect
