@@ -1,0 +1,460 @@
+// The text and JSON formats, whole.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "broadcast.h"
+#include "tool.h"
+
+namespace orvix::test {
+namespace {
+
+using json = nlohmann::ordered_json;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+std::string text_of(const bytes& sections, std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.begin(), {"--sections", "--quiet"});
+    return si_inspect(arguments, {sections}).out;
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+    std::istringstream from(text);
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(from, line);) lines.push_back(line);
+    return lines;
+}
+
+std::vector<json> json_of(const bytes& sections, std::vector<std::string> arguments = {}) {
+    arguments.insert(arguments.begin(), {"--format", "json"});
+    std::vector<json> objects;
+    for (const std::string& line : lines_of(text_of(sections, arguments))) {
+        objects.push_back(json::parse(line));
+    }
+    return objects;
+}
+
+// --- Text ---
+
+TEST(TextFormat, ShowsAPat) {
+    EXPECT_EQ(text_of(pat()), R"(PAT  section 0  program association
+  table_id                0x00 (0)
+  section_size            24
+  version_number          0
+  table_id_extension      0x02E1 (737)
+  current_next_indicator  1
+  section_number          0
+  last_section_number     0
+  program_map
+    program_number  PID
+    0x0000 (0)      0x0010 (16)
+    0x5C20 (23584)  0x0110 (272)
+    0x5C38 (23608)  0x1FC8 (8136)
+)");
+}
+
+TEST(TextFormat, ShowsAPmt) {
+    EXPECT_EQ(text_of(hd_pmt()), R"(PMT  section 0  program map
+  table_id                0x02 (2)
+  section_size            37
+  version_number          0
+  table_id_extension      0x5C20 (23584)
+  current_next_indicator  1
+  section_number          0
+  last_section_number     0
+  program_number          0x5C20 (23584)
+  PCR_PID                 0x0100 (256)
+  streams
+    elementary_PID  component_tag  stream_type              ISO_639_language_code
+    0x0111 (273)    0x00 (0)       H.264 video (0x1B)       ""
+      0x52 stream_identifier_descriptor, 1 byte: component_tag main video (0x00)
+    0x0112 (274)    0x10 (16)      AAC audio (LATM) (0x11)  ""
+      0x52 stream_identifier_descriptor, 1 byte: component_tag main audio (0x10)
+    0x0140 (320)    0x00 (0)       private sections (0x05)  ""
+)");
+}
+
+TEST(TextFormat, ShowsAnNit) {
+    EXPECT_EQ(text_of(nit()), R"(NIT  section 0  network information, actual network
+  table_id                0x40 (64)
+  section_size            36
+  version_number          0
+  table_id_extension      0x02E1 (737)
+  current_next_indicator  1
+  section_number          0
+  last_section_number     0
+  network_id              0x02E1 (737)
+  transport_streams
+    transport_stream_id  original_network_id
+    0x02E1 (737)         0x02E1 (737)
+      0xCD ts_information_descriptor, 12 bytes
+          remote_control_key_id  3
+          ts_name                "Manacá"
+)");
+}
+
+TEST(TextFormat, ShowsAnSdt) {
+    EXPECT_EQ(text_of(sdt()), R"(SDT  section 0  service description, actual transport stream
+  table_id                0x42 (66)
+  section_size            45
+  version_number          0
+  table_id_extension      0x02E1 (737)
+  current_next_indicator  1
+  section_number          0
+  last_section_number     0
+  transport_stream_id     0x02E1 (737)
+  original_network_id     0x02E1 (737)
+  services
+    service_id      EIT_schedule_flag  EIT_present_following_flag  running_status   free_CA_mode
+    0x5C20 (23584)  1                  1                           running (4)      0
+      0x48 service_descriptor, 18 bytes
+          service_type           digital television (0x01)
+          service_provider_name  "Manacá"
+          service_name           "Manacá HD"
+    0x5C38 (23608)  1                  1                           not running (1)  1
+)");
+}
+
+TEST(TextFormat, ShowsAnEitWithAnUndefinedTime) {
+    EXPECT_EQ(text_of(eit()),
+              R"(EIT  section 0  present and following events, actual transport stream
+  table_id                     0x4E (78)
+  section_size                 84
+  version_number               0
+  table_id_extension           0x5C20 (23584)
+  current_next_indicator       1
+  section_number               0
+  last_section_number          0
+  service_id                   0x5C20 (23584)
+  transport_stream_id          0x02E1 (737)
+  original_network_id          0x02E1 (737)
+  segment_last_section_number  1
+  last_table_id                0x4E (78)
+  events
+    event_id       start_time                              duration            running_status  free_CA_mode
+    0x0A01 (2561)  2026-11-21T19:45:00-03:00 (1795290300)  1:45:30 (6330)      running (4)     0
+      0x4D short_event_descriptor, 30 bytes
+          ISO_639_language_code  "por"
+          event_name             "Jornal"
+          text                   "As notícias do dia."
+      0x54 content_descriptor, 2 bytes
+          contents
+            content_nibble       user_byte
+            news, report (0x01)  0xFF (255)
+      0x55 parental_descriptor, 4 bytes
+          ratings
+            country_code  rating
+            "BRA"         12, violence, sex (0x63)
+    0x0A02 (2562)  undefined (-2138856031)                 undefined (604065)  undefined (0)   0
+)");
+}
+
+TEST(TextFormat, ShowsATdtAndATotWithABlankLineBetween) {
+    EXPECT_EQ(text_of(tdt() + tot()), R"(TDT  section 0  time and date
+  table_id  0x70 (112)
+  utc_time  2026-11-21T20:30:00-03:00 (1795293000)
+
+TOT  section 1  time offset
+  table_id  0x73 (115)
+  descriptors
+    0x58 localtime_offset_descriptor, 13 bytes
+        country_code       "BRA"
+        country_region_id  2
+        local_time_offset  03:00 (0x0300)
+        next_time_offset   02:00 (0x0200)
+        time_of_change     2026-11-21T00:00:00-03:00 (1795219200)
+  utc_time  2026-11-21T20:30:01-03:00 (1795293001)
+)");
+}
+
+TEST(TextFormat, ShowsAnAitWithBytesThatAreNotText) {
+    EXPECT_EQ(text_of(ait()), R"(AIT  section 0  application information
+  table_id                0x74 (116)
+  section_size            76
+  version_number          0
+  table_id_extension      0x0009 (9)
+  current_next_indicator  1
+  section_number          0
+  last_section_number     0
+  application_type        Ginga-NCL (0x0009)
+  applications
+    organisation_id  application_id  application_control_code
+    0x0000000A (10)  0x0001 (1)      AUTOSTART (1)
+      0x00 application_descriptor, 9 bytes
+          profiles
+            application_profile  version_major  version_minor  version_micro
+            0x0001 (1)           1              2              3
+          service_bound_flag    1
+          visibility            full (3)
+          reserved_bits         0x1F (31)
+          application_priority  5
+      0x01 application_name_descriptor, 18 bytes
+          names
+            language        name
+            por (0x706F72)  "Jogo"
+            eng (0x656E67)  bytes 4d696c68e36f
+      0x02 transport_protocol_descriptor_oc, 5 bytes
+          protocol_id               object carousel (0x0001)
+          transport_protocol_label  7
+          remote_connection         false
+          original_network_id       0x0000 (0)
+          transport_stream_id       0x0000 (0)
+          service_id                0x0000 (0)
+          component_tag             main carousel (0x40)
+      0x07 ginga_location_descriptor, 11 bytes
+          base_directory   "/"
+          class_extension  ""
+          initial_class    "main.ncl"
+)");
+}
+
+TEST(TextFormat, NamesPidAndPacketOfAStream) {
+    const outcome shown = si_inspect({"--quiet", "--table", "tdt"}, {all_tables().stream()});
+    EXPECT_THAT(shown.out, HasSubstr("TDT  PID 0x0014 (20)  packet 7  time and date\n"));
+}
+
+TEST(TextFormat, AlignsWhatFollowsWideCharacters) {
+    const bytes ratings =
+        describe_parental_ratings(parental_rating("\xE6\x97\xA5", 1) + parental_rating("BRA", 1));
+    const std::string shown =
+        text_of(eit_section({}, event(1, utc_time(day, 0), 0, 0, 0, ratings)));
+    EXPECT_THAT(shown, HasSubstr("            \"BRA\"         L (0x01)\n"
+                                 "            \"日\"          from 4 years (0x01)\n"));
+}
+
+TEST(TextFormat, NeverWritesControlCodesOfTheBroadcast) {
+    const std::string shown = text_of(ait_section(
+        9, {}, application(1, 1, 1, describe_icon("\x1B[31m", 0) + descriptor(0x30, {1}))));
+    EXPECT_THAT(shown, HasSubstr("icon_locator bytes 1b5b33316d\n"));
+}
+
+TEST(TextFormat, SaysWithVerboseWhereTheReceiverReadsOtherwise) {
+    EXPECT_THAT(text_of(sdt(), {"--verbose"}), HasSubstr("  note: EIT flags: "));
+    EXPECT_THAT(text_of(nit(), {"--verbose"}), HasSubstr("  note: ts_information_descriptor: "));
+    EXPECT_THAT(text_of(ait(), {"--verbose"}), HasSubstr("  note: the receiver ends the app"));
+    EXPECT_THAT(text_of(tot(), {"--verbose"}), HasSubstr("  note: local time offset: "));
+    EXPECT_THAT(text_of(eit(hd_service, {0, 1, 0, 1}), {"--verbose"}),
+                HasSubstr("  note: the receiver takes each section by itself"));
+    EXPECT_THAT(text_of(all_sections()), testing::Not(HasSubstr("note:")));
+}
+
+// --- JSON Lines ---
+
+TEST(JsonFormat, KeysAreTheLibrarysNamesInItsOrder) {
+    stream_writer stream;
+    stream.section(0x0011, sdt());
+    EXPECT_EQ(
+        si_inspect({"--quiet", "--format", "json"}, {stream.stream()}).out,
+        R"({"packet":0,"pid":17,"table":"sdt","table_id":66,"section_size":45,"version_number":0,)"
+        R"("table_id_extension":737,"current_next_indicator":1,"section_number":0,)"
+        R"("last_section_number":0,"descriptors":[],"transport_stream_id":737,)"
+        R"("original_network_id":737,"services":[{"service_id":23584,"EIT_schedule_flag":1,)"
+        R"("EIT_present_following_flag":1,"running_status":4,"running_status_name":"running",)"
+        R"("free_CA_mode":0,"descriptors":[{"tag":72,"length":18,"type":"service_descriptor",)"
+        R"("service_type":1,"service_type_name":"digital television",)"
+        R"("service_provider_name":"Manacá","service_name":"Manacá HD"}]},)"
+        R"({"service_id":23608,"EIT_schedule_flag":1,"EIT_present_following_flag":1,)"
+        R"("running_status":1,"running_status_name":"not running","free_CA_mode":1,)"
+        R"("descriptors":[]}]})"
+        "\n");
+}
+
+TEST(JsonFormat, MapsAndPairsAreArraysOfObjects) {
+    EXPECT_EQ(json_of(pat())[0]["program_map"].dump(),
+              R"([{"program_number":0,"PID":16},{"program_number":23584,"PID":272},)"
+              R"({"program_number":23608,"PID":8136}])");
+    const json told = json_of(eit())[0]["events"][0]["descriptors"];
+    EXPECT_EQ(told[1]["contents"].dump(),
+              R"([{"content_nibble":1,"content_nibble_name":"news, report","user_byte":255}])");
+    EXPECT_EQ(told[2]["ratings"].dump(),
+              R"([{"country_code":"BRA","rating":99,"rating_name":"12, violence, sex"}])");
+}
+
+TEST(JsonFormat, TimesAreSecondsAndIso8601) {
+    const json events = json_of(eit())[0]["events"];
+    EXPECT_EQ(events[0]["start_time"], 1795290300);
+    EXPECT_EQ(events[0]["start_time_iso"], "2026-11-21T19:45:00-03:00");
+    EXPECT_EQ(events[0]["duration"], 6330);
+    EXPECT_EQ(events[0]["duration_iso"], "PT1H45M30S");
+    EXPECT_EQ(events[1]["start_time"], -2138856031);
+    EXPECT_EQ(events[1]["start_time_iso"], "undefined");
+    EXPECT_EQ(events[1]["duration"], 604065);
+    EXPECT_EQ(events[1]["duration_iso"], "undefined");
+    EXPECT_EQ(json_of(tdt(), {"--utc-offset", "+05:30"})[0]["utc_time_iso"],
+              "2026-11-21T20:30:00+05:30");
+}
+
+TEST(JsonFormat, BytesThatAreNotTextAreHex) {
+    const json names = json_of(ait())[0]["applications"][0]["descriptors"][1]["names"];
+    EXPECT_EQ(names.dump(),
+              R"([{"language":7368562,"language_name":"por","name":"Jogo"},)"
+              R"({"language":6647399,"language_name":"eng","name_hex":"4d696c68e36f"}])");
+}
+
+TEST(JsonFormat, ShowsARefusedSectionWithItsReasonAndBytes) {
+    bytes damaged = tot();
+    damaged.back() ^= 1;
+    stream_writer stream;
+    stream.section(0x0014, damaged).section(0x0014, damaged);
+    const outcome shown = si_inspect({"--format", "json"}, {stream.stream()});
+    const std::vector<std::string> lines = lines_of(shown.out);
+    ASSERT_EQ(lines.size(), 1u) << "each different refusal once";
+    const json object = json::parse(lines[0]);
+    EXPECT_EQ(object["packet"], 0);
+    EXPECT_EQ(object["pid"], 20);
+    EXPECT_EQ(object["table"], "tot");
+    EXPECT_EQ(object["refused"]["reason"], "crc_mismatch");
+    EXPECT_EQ(object["refused"]["byte"], 25);
+    EXPECT_THAT(object["refused"]["sentence"].get<std::string>(), HasSubstr("TOT: CRC_32 0x"));
+    EXPECT_EQ(object["bytes"].get<std::string>().size(), 2 * damaged.size());
+    EXPECT_THAT(shown.err, testing::Not(HasSubstr("CRC_32"))) << "said once is enough";
+}
+
+TEST(JsonFormat, TotalsAreTheLastLineWhenAsked) {
+    stream_writer stream;
+    stream.section(0x0011, sdt())
+        .section(0x0011, sdt())
+        .skip_counter(0x0011)
+        .section(0x0011, sdt())
+        .null_packets(5);
+    const outcome shown =
+        si_inspect({"--format", "json", "--totals"}, {bytes(7) + stream.stream()});
+    EXPECT_EQ(lines_of(shown.out).back(),
+              R"({"totals":{"packets":8,"pids":2,"tables":{"sdt":{"sections":3,"shown":1}},)"
+              R"("not_decoded":0,"passed_over":0,"refused":{},)"
+              R"("dropped":{"17":{"discontinuity":1}},"skipped_bytes":7,"sync_losses":0}})");
+    EXPECT_EQ(shown.err, "");
+}
+
+// --- All formats ---
+
+std::string validate(const std::string& lines) {
+    const temporary_folder folder;
+    const std::string file = folder.file("lines", raw(lines));
+    const std::string command = std::string("'") + VALIDATE_LINES + "' '" + SCHEMA + "' <'" + file +
+                                "' >'" + folder.path("out") + "' 2>&1";
+    const int status = std::system(command.c_str());
+    return (status == 0 ? "valid: " : "not valid: ") + read_file(folder.path("out"));
+}
+
+TEST(JsonSchema, HoldsForEveryLineOfTheSample) {
+    const std::string lines = si_inspect({"--format", "json", "--totals", "--all", SAMPLE}).out;
+    EXPECT_EQ(validate(lines), "valid: " + std::to_string(lines_of(lines).size()) + '\n');
+}
+
+TEST(JsonSchema, HoldsForOddTablesRefusalsAndSeveralFiles) {
+    bytes damaged = sdt();
+    damaged.back() ^= 1;
+    stream_writer stream = all_tables();
+    stream.section(0x0011, damaged).section(0x0011, long_section(0x4A, 1, {}));
+    stream.skip_counter(0x0011).section(0x0011, sdt());
+    const bytes odd_ait =
+        ait_section(0x8123, describe_ip_transport(1, 1, url("x")) + describe_icon("\xFF", 1),
+                    application(1, 2, 3,
+                                describe_object_carousel(1, 2, remote_connection(1, 2, 3)) +
+                                    describe_application({}, 0, 2, 255)));
+    const temporary_folder folder;
+    const std::string first = folder.file("a.ts", stream.stream(204));
+    const std::string second = folder.file("b.ts", stream.stream(192));
+    const std::string lines = si_inspect({"--format", "json", "--totals", first, second}).out +
+                              si_inspect({"--format", "json", "--totals", "--sections"},
+                                         {all_sections() + damaged + odd_ait + bytes{0x40}})
+                                  .out;
+    EXPECT_THAT(validate(lines), testing::StartsWith("valid: "));
+    EXPECT_THAT(lines, HasSubstr("\"refused\""));
+    EXPECT_THAT(lines, HasSubstr("icon_locator_hex"));
+    EXPECT_THAT(lines, HasSubstr("transport_protocol_descriptor_ip"));
+    EXPECT_THAT(lines, HasSubstr(R"("none":{"unfinished":1})"));
+}
+
+TEST(JsonSchema, RejectsWhatIsNoLineOfTheTool) {
+    const std::string line = lines_of(text_of(tdt(), {"--format", "json"})).at(0);
+    ASSERT_THAT(validate(line), testing::StartsWith("valid: "));
+    json other = json::parse(line);
+    other["extra"] = 1;
+    EXPECT_THAT(validate(other.dump()), testing::StartsWith("not valid: "));
+    other = json::parse(line);
+    other.erase("utc_time");
+    EXPECT_THAT(validate(other.dump()), testing::StartsWith("not valid: "));
+    other = json::parse(line);
+    other["table"] = "pat";
+    EXPECT_THAT(validate(other.dump()), testing::StartsWith("not valid: "));
+}
+
+/// Every value below `value`, under the key that it stands under.
+void collect(const std::string& key, const json& value,
+             std::vector<std::pair<std::string, json>>& leaves) {
+    if (value.is_array()) {
+        for (const json& entry : value) collect(key, entry, leaves);
+    } else if (value.is_object()) {
+        for (const auto& [name, member] : value.items()) collect(name, member, leaves);
+    } else {
+        leaves.emplace_back(key, value);
+    }
+}
+
+/// The blocks of the text format, one for each section.
+std::vector<std::string> blocks_of(const std::string& text) {
+    std::vector<std::string> blocks = {""};
+    for (const std::string& line : lines_of(text)) {
+        if (line.empty()) {
+            blocks.emplace_back();
+        } else {
+            blocks.back() += line + '\n';
+        }
+    }
+    return blocks;
+}
+
+/// How the text format writes a value: one of these.
+std::vector<std::string> as_text(const std::string& key, const json& value) {
+    if (key.size() > 4 && key.substr(key.size() - 4) == "_hex") {
+        return {"bytes " + value.get<std::string>()};
+    }
+    if (value.is_string()) {
+        const std::string word = value;
+        if (key == "duration_iso") return {""};  // the text format has a clock of its own
+        return {'"' + word + '"', word + " (", ' ' + word + ", "};
+    }
+    if (value.is_boolean()) return {value.dump()};
+    std::vector<std::string> ways = {' ' + value.dump() + '\n', ' ' + value.dump() + ' ',
+                                     '(' + value.dump() + ')'};
+    if (value >= 0) {
+        std::ostringstream hex;
+        hex << std::hex << std::uppercase << value.get<std::uint64_t>();
+        for (const char* const zeros :
+             {"", "0", "00", "000", "0000", "00000", "000000", "0000000"}) {
+            ways.push_back("0x" + (zeros + hex.str()));
+        }
+        ways.push_back(", " + value.dump() + " byte");
+    }
+    return ways;
+}
+
+TEST(TextAndJson, ShowTheSameSectionsFieldsAndValues) {
+    const std::vector<std::string> blocks = blocks_of(si_inspect({"--quiet", SAMPLE}).out);
+    const std::vector<std::string> lines =
+        lines_of(si_inspect({"--quiet", "--format", "json", SAMPLE}).out);
+    ASSERT_EQ(blocks.size(), lines.size());
+    ASSERT_GT(lines.size(), 20u);
+    for (std::size_t i = 0; i < lines.size(); ++i) {
+        json object = json::parse(lines[i]);
+        object.erase("table");
+        std::vector<std::pair<std::string, json>> leaves;
+        collect("", object, leaves);
+        for (const auto& [key, value] : leaves) {
+            const std::vector<std::string> ways = as_text(key, value);
+            EXPECT_TRUE(std::any_of(
+                ways.begin(), ways.end(),
+                [&](const std::string& way) { return blocks[i].find(way) != std::string::npos; }))
+                << key << " is " << value << " in JSON, but the text is\n"
+                << blocks[i];
+        }
+    }
+}
+
+}  // namespace
+}  // namespace orvix::test
