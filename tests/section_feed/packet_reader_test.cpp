@@ -311,11 +311,17 @@ TEST(PacketReader, HandsOutALonePacketOnlyIfItIsAllThereIs) {
     EXPECT_THAT(read(cut(lone, 187, 1)).packets, IsEmpty());
 }
 
-TEST(PacketReader, SkipsAShortRunOfPacketsBehindGarbage) {
-    const bytes stream = bytes(100, 0) + join_packets(numbered_packets(3));
-    const reading result = read(stream);
-    EXPECT_THAT(result.packets, IsEmpty());
-    EXPECT_EQ(result.skipped_bytes, stream.size());
+TEST(PacketReader, SkipsAShortRunOfPacketsThatDoesNotStartTheStream) {
+    const bytes garbage(100, 0);
+    const reading behind_garbage = read(garbage + join_packets(numbered_packets(3)));
+    EXPECT_THAT(behind_garbage.packets, IsEmpty());
+    EXPECT_EQ(behind_garbage.skipped_bytes, 100u + 3 * packet_bytes);
+
+    const auto packets = numbered_packets(10);
+    const reading of_another_size = read(join_packets(packets) + join_packets(packets, 192));
+    EXPECT_EQ(of_another_size.packets.size(), 20u);
+    const bytes few = join_packets(numbered_packets(3), 192);
+    EXPECT_EQ(read(join_packets(packets) + few).packets, packets);
 }
 
 TEST(PacketReader, FindsNoPacketInAText) {

@@ -392,6 +392,25 @@ TEST(SectionCollector, CountsARepeatedCounterWithAnotherPayload) {
     EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1)));
 }
 
+TEST(SectionCollector, CountsARepeatedCounterWhereOnlyOnePacketStartsAUnit) {
+    receiver r;
+    r.push(stream_writer()
+               .packet(pid, true, pointed(0, sized_pat(1)))
+               .skip_counter(pid, 15)
+               .packet(pid, false, pointed(0, sized_pat(1))));
+    EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1)));
+}
+
+TEST(SectionCollector, FindsNoAnnouncementInAnEmptyAdaptationField) {
+    stream_writer stream;
+    stream.section(pid, sized_pat(1)).skip_counter(pid, 5);
+    stream.packet(pid, true, bytes{0} + pointed(0x80, bytes(0x80, 0) + sized_pat(2)));
+    stream.last_packet()[3] |= 0x20;  // the first 0 is adaptation_field_length
+    receiver r;
+    EXPECT_THAT(r.push(stream).sections, ElementsAre(sized_pat(1), sized_pat(2)));
+    EXPECT_THAT(r.drops(), ElementsAre(drop("discontinuity", 1)));
+}
+
 TEST(SectionCollector, GoesOnBehindPacketsWithoutPayload) {
     const bytes section = sized_pat(1, 300);
     receiver r;
@@ -646,24 +665,26 @@ TEST(SectionCollector, LetsAHandlerFollowPids) {
 }
 
 TEST(SectionCollector, StopsInThePacketWhenAHandlerUnfollowsItsPid) {
-    for (const bool follow_again : {false, true}) {
-        int calls = 0;
-        section_collector* self = nullptr;
-        section_collector collector([&](const section& s) {
-            ++calls;
-            self->unfollow(s.pid);
-            if (follow_again) self->follow(s.pid);
-        });
-        self = &collector;
-        collector.follow(pid);
-        stream_writer stream;
-        stream.sections(pid, {sized_pat(1, 300), sized_pat(2),
-                              sized_pat(3)});  // the first ends before a pointer
-        for (const bytes& packet : stream.packets()) collector.push({packet.data(), 0});
-        EXPECT_EQ(calls, 1) << follow_again;
-        stream = stream_writer().section(pid, sized_pat(4));
-        collector.push({stream.packets()[0].data(), 0});
-        EXPECT_EQ(calls, follow_again ? 2 : 1);
+    // The first section ends before a pointer_field's place, or behind it.
+    for (const std::size_t first : {300u, 16u}) {
+        for (const bool follow_again : {false, true}) {
+            int calls = 0;
+            section_collector* self = nullptr;
+            section_collector collector([&](const section& s) {
+                ++calls;
+                self->unfollow(s.pid);
+                if (follow_again) self->follow(s.pid);
+            });
+            self = &collector;
+            collector.follow(pid);
+            stream_writer stream;
+            stream.sections(pid, {sized_pat(1, first), sized_pat(2), sized_pat(3)});
+            for (const bytes& packet : stream.packets()) collector.push({packet.data(), 0});
+            EXPECT_EQ(calls, 1) << first << ", " << follow_again;
+            stream = stream_writer().section(pid, sized_pat(4));
+            collector.push({stream.packets()[0].data(), 0});
+            EXPECT_EQ(calls, follow_again ? 2 : 1) << first;
+        }
     }
 }
 
