@@ -198,6 +198,31 @@ private:
     std::FILE* stream_;
 };
 
+/// An unbuffered stream that keeps what each single call wrote to it.
+class call_recorder {
+public:
+    call_recorder() {
+        cookie_io_functions_t functions = {};
+        functions.write = [](void* calls, const char* text, std::size_t size) {
+            static_cast<std::vector<std::string>*>(calls)->emplace_back(text, size);
+            return static_cast<ssize_t>(size);
+        };
+        stream_ = fopencookie(&calls_, "w", functions);
+        if (stream_ == nullptr) throw std::runtime_error("no recording stream");
+        std::setvbuf(stream_, nullptr, _IONBF, 0);
+    }
+    ~call_recorder() { std::fclose(stream_); }
+    call_recorder(const call_recorder&) = delete;
+    call_recorder& operator=(const call_recorder&) = delete;
+
+    std::FILE* stream() const { return stream_; }
+    const std::vector<std::string>& calls() const { return calls_; }
+
+private:
+    std::vector<std::string> calls_;
+    std::FILE* stream_;
+};
+
 /// The text between a prefix and a suffix that must be there.
 std::string between(const std::string& prefix, const std::string& text, const std::string& suffix) {
     if (text.size() < prefix.size() + suffix.size() ||
@@ -363,6 +388,15 @@ TEST(LogLine, IsFlushedAtOnce) {
 
     std::fclose(stream);
     close(pipe_ends[0]);
+}
+
+TEST(LogLine, GoesOutInOneCall) {
+    call_recorder recorder;
+    log_capture log;
+    OrvixLog::output_stream() = recorder.stream();
+    ORVIX_LOG(ERROR, "test", "message " << 26);
+    ASSERT_THAT(recorder.calls(), SizeIs(1));
+    EXPECT_EQ(parse_log_line(between("", recorder.calls()[0], "\n")).message, "message 26");
 }
 
 // --- Levels ---
@@ -534,6 +568,19 @@ TEST(LogRedirection, SendsTheLineToTheNewTerminalPlainAsForTheOldFile) {
     }
     EXPECT_EQ(parse_log_line(between("", new_stream.shown(), "\n")).message, "message");
     EXPECT_EQ(old_stream.content(), "");
+}
+
+TEST(LogRedirection, OfAColouredLineTakesTheResetInACallOfItsOwn) {
+    terminal old_stream;
+    call_recorder new_stream;
+    log_capture log;
+    OrvixLog::output_stream() = old_stream.stream();
+    {
+        OrvixLog statement;
+        OrvixLog::output_stream() = new_stream.stream();
+        statement.get(OrvixLog::ERROR, "test") << "file:1 - message\n";
+    }
+    EXPECT_THAT(new_stream.calls(), ElementsAre(testing::EndsWith(" - message\n"), default_colour));
 }
 
 TEST(LogRedirection, ToNowhereDropsTheLine) {
