@@ -151,6 +151,11 @@ TEST_F(XmltvWriter, TakesTheNameOfTheNewestSdt) {
     EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("Nova"));
 }
 
+TEST_F(XmltvWriter, ForgetsANameThatTheNewestSdtNoLongerTells) {
+    given(sdt() + sdt_section(multiplex, multiplex, {}, {1, 1, 0, 0}) + eit());
+    EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("23584"));
+}
+
 TEST_F(XmltvWriter, LeavesOutServicesWithoutEventsAndCountsThem) {
     given(sdt() + eit());
     written();
@@ -296,6 +301,12 @@ TEST_F(XmltvWriter, DropsTheSectionsThatTheNewestVersionNoLongerHas) {
           schedule(event_at(2, 0x203000, "Cancelado"), {0, 1, 1, 1}) +
           schedule(event_at(1, 0x200000, "Jornal"), {1, 1, 0, 0}));
     EXPECT_THAT(titles(), ElementsAre("Jornal"));
+}
+
+TEST_F(XmltvWriter, KeepsSectionsOfOneVersionThatDisagreeAboutTheLastOne) {
+    given(schedule(event_at(2, 0x203000, "Novela"), {0, 1, 1, 1}) +
+          schedule(event_at(1, 0x200000, "Jornal"), {0, 1, 0, 0}));
+    EXPECT_THAT(titles(), ElementsAre("Jornal", "Novela"));
 }
 
 TEST_F(XmltvWriter, KeepsSectionsOfThePreviousVersionUntilTheirNewOnesCome) {

@@ -1,0 +1,32 @@
+# bash completion of si_inspect
+
+_si_inspect() {
+    local word=${COMP_WORDS[COMP_CWORD]}
+    local before=${COMP_WORDS[COMP_CWORD - 1]}
+    local tables="pat pmt sdt nit eit ait tdt tot"
+    local IFS=$' \t\n'
+
+    case $before in
+        --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
+        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv" -- "$word") ;;
+        --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;
+        --log-level)
+            local levels="none error warning info debug debug1 debug2 debug3 debug4"
+            mapfile -t COMPREPLY < <(compgen -W "$levels" -- "$word")
+            ;;
+        --pid | --service | --limit | --utc-offset | --log-category) COMPREPLY=() ;;
+        *)
+            if [[ $before != --output && $word == -* ]]; then
+                local options="--help --version --sections --no-crc --table --pid --service --all
+                    --limit --format --output --utc-offset --color --totals --verbose --quiet
+                    --strict --log-level --log-category"
+                mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
+            else
+                compopt -o filenames
+                mapfile -t COMPREPLY < <(compgen -f -- "$word")
+            fi
+            ;;
+    esac
+}
+
+complete -F _si_inspect si_inspect
