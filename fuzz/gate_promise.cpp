@@ -64,6 +64,7 @@ void hold_gate_to_its_promise(const std::uint8_t* section, std::size_t size) {
     if (strict.admitted() && !result.admitted()) broken("refused without its CRC_32", 0, size);
     if (strict.admitted() != strict.text().empty()) broken("a refusal without a reason", 0, size);
     if (result.admitted() != result.text().empty()) broken("a refusal without a reason", 0, size);
+    if (*to_string(strict.why) == '\0') broken("a verdict without a name", 0, size);
     if (result.admitted()) parse(block);
 }
 
