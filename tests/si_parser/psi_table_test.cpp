@@ -249,7 +249,7 @@ protected:
 
 TEST_F(SectionHeader, IsDecodedFieldByField) {
     EXPECT_EQ(answer_to(section_writer()
-                            .bits(8, 0x4E)     // table_id
+                            .bits(8, 0xC8)     // table_id
                             .bits(1, 1)        // section_syntax_indicator
                             .bits(1, 0)        // private
                             .bits(2, 0)        // reserved
@@ -262,7 +262,7 @@ TEST_F(SectionHeader, IsDecodedFieldByField) {
                             .bits(8, 0xF8)     // last_section_number
                             .bits(32, 0)),     // CRC_32, wrong
               "accepted");
-    EXPECT_EQ(fields_of(table_), (header_fields{0x4E, 12, 21, 0xE760, 0, 0x28, 0xF8, false}));
+    EXPECT_EQ(fields_of(table_), (header_fields{0xC8, 12, 21, 0xE760, 0, 0x28, 0xF8, false}));
     EXPECT_EQ(table_.reserved, 0u);
     EXPECT_EQ(log_.text(), "");
 }
