@@ -111,6 +111,7 @@ TEST_F(SectionGate, TellsTablesThatTheParserDoesNotDecodeFromBrokenOnes) {
         SCOPED_TRACE(table_id);
         const gate_result result = check({static_cast<std::uint8_t>(table_id)});
         EXPECT_EQ(result.why == verdict::not_decoded, make_table(table_id) == nullptr);
+        EXPECT_EQ(result.limit, result.why == verdict::not_decoded ? 0 : 1);
         EXPECT_FALSE(result.admitted());
     }
     EXPECT_EQ(refusal(long_section(0x01, 0, {})),
@@ -335,14 +336,13 @@ TEST_F(SectionGate, AsksTheNitForBothItsLoops) {
                  {"NIT: transport_descriptors_length 2 at byte 18", 22}});
 }
 
+// An unknown descriptor is not read, but the length that follows its loop is.
 TEST_F(SectionGate, RefusesANitWhoseNetworkDescriptorsEndBehindIt) {
-    // An unknown descriptor is not read, but the length that follows the loop is.
-    const bytes section = cut(nit_section(1, {0x09, 0xFF}, {}), 14);
-    bytes long_loop = section;
-    long_loop[9] = 0xFF;
-    EXPECT_EQ(
-        refusal(long_loop, without_crc),
-        "NIT: network_descriptors_length 255 at byte 8 runs past the section's end (byte 14)");
+    bytes section = cut(nit_section(1, {0x09, 0xFF}, {}), 12) + bytes{0, 0, 0xF0, 0x00};
+    section[9] = 4;
+    expect_asks(section, 12,
+                {{"NIT: network_descriptors_length 4 at byte 8", 14},
+                 {"NIT: transport_stream_loop_length at byte 14: 2 bytes needed", 16}});
 }
 
 TEST_F(SectionGate, AsksTheEitForItsFieldsAndEvents) {
@@ -389,10 +389,11 @@ TEST_F(SectionGate, TakesTheAitsLoopLengthAsAnOffset) {
 }
 
 TEST_F(SectionGate, RefusesAnAitWhoseCommonDescriptorsEndBehindIt) {
-    bytes section = cut(ait_section(1, {0x09, 0xFF}, {}), 14);
-    section[9] = 0xFF;
-    EXPECT_EQ(refusal(section, without_crc),
-              "AIT: common_descriptors_length 255 at byte 8 runs past the section's end (byte 14)");
+    bytes section = cut(ait_section(1, {0x09, 0xFF}, {}), 12) + bytes{0, 0, 0xF0, 0x00};
+    section[9] = 4;
+    expect_asks(section, 12,
+                {{"AIT: common_descriptors_length 4 at byte 8", 14},
+                 {"AIT: application_loop_length at byte 14: 2 bytes needed", 16}});
 }
 
 // --- The TOT ---
