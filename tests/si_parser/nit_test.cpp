@@ -156,8 +156,8 @@ TEST_F(Nit, ReadsOnBehindTheSectionWhereItsLoopIsLonger) {
                                            .bits(12, 12)  // the loop announces two
                                            .append(transport_stream(1, 9)));
     // The CRC_32 makes the identifiers of the second one, the spare bytes its length.
-    const std::uint32_t transport_stream_id = section[18] << 8 | section[19];
-    const std::uint32_t original_network_id = section[20] << 8 | section[21];
+    const std::uint32_t transport_stream_id = section[18] * 256u + section[19];
+    const std::uint32_t original_network_id = section[20] * 256u + section[21];
     parse_with_spare_bytes(table_, section, loop12({}));
     EXPECT_THAT(table_.transport_streams,
                 ElementsAre(FieldsAre(1, 9, Tags()),
