@@ -109,6 +109,13 @@ void mutate_fields(bytes& section, std::minstd_rand& random) {
                                added.begin(), added.end());
                 return;
             }
+            if (one_in(8, random)) {
+                // The section ends where these bytes do, now and then with an escape.
+                const std::size_t end = field.counted_from + field.value;
+                if (end < section.size()) section.resize(end);
+                if (one_in(2, random)) section.back() = 0x1D;
+                return;
+            }
             set_length(section, field, interesting_length(section, field, random));
             return;
         case kind::flags:

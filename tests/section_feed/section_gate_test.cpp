@@ -375,6 +375,18 @@ TEST_F(SectionGate, AsksTheAitForBothItsLoops) {
                  {"AIT: application_descriptors_loop_length 2 at byte 21", 25}});
 }
 
+TEST_F(SectionGate, NamesTheAitsLoopLengthWhereItLeadsPastTheSection) {
+    bytes section = ait_section(1, {}, application(1, 1, 1) + application(1, 2, 1));
+    section[10] = 0xFF;
+    section[11] = 0xFF;
+    for (std::size_t size = 12; size <= section.size(); ++size) {
+        EXPECT_EQ(
+            refusal(cut(section, size), without_crc),
+            "AIT: application_loop_length 4095 at byte 10 runs past the section's end (byte " +
+                std::to_string(size) + ")");
+    }
+}
+
 TEST_F(SectionGate, TakesTheAitsLoopLengthAsAnOffset) {
     // The loop's own 11 bytes are an offset before its first application, which is never read.
     bytes section = ait_section(1, {}, application(1, 1, 1, {0x52, 0xFF}));
