@@ -176,8 +176,10 @@ private:
                         "Write to this file, which appears when it is whole")
             ->type_name("FILE")
             ->group(group);
-        app_.add_option("--utc-offset", utc_offset_,
-                        "The broadcast's clock is so far ahead of UTC (-03:00 unless given)")
+        app_.add_option(
+                "--utc-offset", utc_offset_,
+                "The broadcast's clock is so far ahead of UTC (-03:00 unless given; in xmltv, as "
+                "the TOT says)")
             ->type_name("HH:MM")
             ->group(group);
         add_choice(app_, "--color", options_.color, color_choices, "WHEN",

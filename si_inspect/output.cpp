@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
+#include <system_error>
 
 #include "display.h"
 
@@ -23,6 +25,13 @@ bool is_special(const std::string& path) {
     return stat(path.c_str(), &found) == 0 && !S_ISREG(found.st_mode);
 }
 
+/// The file that a link leads to, so that the link itself stays.
+std::string behind_links(const std::string& path) {
+    std::error_code none;
+    const auto real = std::filesystem::canonical(path, none);
+    return none ? path : real.string();
+}
+
 /// The permissions of the file that stood at `path`, or those of a new one.
 mode_t permissions_for(const std::string& path) {
     struct stat found = {};
@@ -36,17 +45,17 @@ mode_t permissions_for(const std::string& path) {
 
 output::output() : descriptor_(STDOUT_FILENO), path_("standard output") {}
 
-output::output(const std::string& path) : path_(path) {
-    if (is_special(path)) {
-        descriptor_ = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+output::output(const std::string& path) : path_(behind_links(path)) {
+    if (is_special(path_)) {
+        descriptor_ = open(path_.c_str(), O_WRONLY | O_CLOEXEC);
         if (descriptor_ < 0) fail(path_);
         return;
     }
     // In the same folder: a file is renamed in one step only within its file system.
-    aside_ = path + ".XXXXXX";
+    aside_ = path_ + ".XXXXXX";
     descriptor_ = mkostemp(aside_.data(), O_CLOEXEC);
     if (descriptor_ < 0) fail(path_);
-    if (fchmod(descriptor_, permissions_for(path)) != 0) {
+    if (fchmod(descriptor_, permissions_for(path_)) != 0) {
         close(descriptor_);
         unlink(aside_.c_str());
         fail(path_);

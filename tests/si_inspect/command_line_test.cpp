@@ -330,6 +330,17 @@ TEST_F(Output, KeepsThePermissionsOfTheFileThatItReplaces) {
     EXPECT_THAT(read_file(path), StartsWith("PAT "));
 }
 
+TEST_F(Output, ReplacesTheFileBehindALinkNotTheLink) {
+    const std::string file = folder.file("file", raw("before"));
+    const std::string link = folder.path("link");
+    ASSERT_EQ(symlink(file.c_str(), link.c_str()), 0);
+    si_inspect({"--output", link, capture()});
+    EXPECT_THAT(read_file(file), StartsWith("PAT "));
+    struct stat found = {};
+    ASSERT_EQ(lstat(link.c_str(), &found), 0);
+    EXPECT_TRUE(S_ISLNK(found.st_mode));
+}
+
 TEST_F(Output, OfADashIsTheStandardOutput) {
     EXPECT_THAT(si_inspect({"--output", "-", capture()}).out, StartsWith("PAT "));
 }
