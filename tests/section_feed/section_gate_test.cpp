@@ -375,6 +375,15 @@ TEST_F(SectionGate, AsksTheAitForBothItsLoops) {
                  {"AIT: application_descriptors_loop_length 2 at byte 21", 25}});
 }
 
+TEST_F(SectionGate, AsksForNoApplicationWhereTheLoopEndsBeforeTheFirst) {
+    bytes section = cut(ait_section(1, {}, {}), 12);
+    section[11] = 12;
+    expect_admitted(section, without_crc);
+    section[11] = 13;
+    EXPECT_EQ(refusal(section, without_crc),
+              "AIT: application_loop_length 13 at byte 10 runs past the section's end (byte 12)");
+}
+
 TEST_F(SectionGate, NamesTheAitsLoopLengthWhereItLeadsPastTheSection) {
     bytes section = ait_section(1, {}, application(1, 1, 1) + application(1, 2, 1));
     section[10] = 0xFF;
@@ -593,6 +602,13 @@ TEST_F(SectionGate, AsksForEveryByteOfAnApplicationNameDescriptor) {
     expect_descriptor_asks(describe_application_names({}), {});
 }
 
+TEST_F(SectionGate, AsksForTheWholeNameWhereItOverrunsItsDescriptor) {
+    expect_descriptor_asks(
+        bytes{0x01, 0x01, 'p', 'o', 'r', 0x01, 'a'},
+        {{"AIT: ISO_639_language_code and application_name_length at byte 23: 4 bytes needed", 6},
+         {"AIT: application_name_length 1 at byte 26", 7}});
+}
+
 TEST_F(SectionGate, AsksForEveryByteOfACarousel) {
     for (const std::uint16_t protocol_id : std::vector<std::uint16_t>{0x0001, 0x0004}) {
         expect_descriptor_asks(
@@ -639,6 +655,19 @@ TEST_F(SectionGate, AsksForTheUrlThatTheWalkTakes) {
                             {"AIT: URL_length 20 at byte 28", 20}});
 }
 
+TEST_F(SectionGate, AsksForTheSecondUrlFromBehindTheFirst) {
+    // The first one moves the walk on to 27: a length of 27 takes nothing there, one of 28 a byte.
+    const bytes head = {0x02, 0x09, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x14};
+    std::vector<asked> questions = {
+        {"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
+        {"AIT: alignment_indicator at byte 27: 1 byte needed", 7},
+        {"AIT: URL_length at byte 28: 1 byte needed", 8},
+        {"AIT: URL_length 20 at byte 28", 20}};
+    expect_descriptor_asks(head + bytes{27} + bytes(30), questions);
+    questions.push_back({"AIT: URL_length 28 at byte 29", 28});
+    expect_descriptor_asks(head + bytes{28} + bytes(30), questions);
+}
+
 TEST_F(SectionGate, ComparesPositionsInTheLoopWhereAnIpTransportIsNotTheFirst) {
     // The transport starts at position 3: of its URL lengths only the one at position 10 counts.
     const bytes transport = {0x02, 0x0B, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x1E, 0xFF, 0xFF, 0xFF};
@@ -667,6 +696,13 @@ TEST_F(SectionGate, AsksForEveryByteOfAGingaLocation) {
                                 {"AIT: class_extension_length 1 at byte 26", 7},
                                 {"AIT: descriptor_length 7 at byte 22", 9}});
     }
+}
+
+TEST_F(SectionGate, AsksForAnInitialClassOfOneByte) {
+    expect_descriptor_asks(describe_ginga_location(0x07, "", "", "d"),
+                           {{"AIT: base_directory_length at byte 23: 1 byte needed", 3},
+                            {"AIT: class_extension_length at byte 24: 1 byte needed", 4},
+                            {"AIT: descriptor_length 3 at byte 22", 5}});
 }
 
 TEST_F(SectionGate, AsksForNoInitialClassWhereNothingIsLeftOfAGingaLocation) {
@@ -771,6 +807,16 @@ TEST_F(SectionGate, AsksForEveryByteOfATsInformationDescriptor) {
          {"AIT: transmission_type_info and num_of_service at byte 27: 2 bytes needed", 8},
          {"AIT: service_ids of a transmission type at byte 29: 4 bytes needed", 12},
          {"AIT: transmission_type_info and num_of_service at byte 33: 2 bytes needed", 14}});
+}
+
+TEST_F(SectionGate, AsksForEachOfThreeTransmissionTypes) {
+    const std::string type = "AIT: transmission_type_info and num_of_service at byte ";
+    expect_descriptor_asks(
+        describe_ts_information(31, "", {{0x0F, {}}, {0xAF, {}}, {0xCF, {}}}),
+        {{"AIT: remote_control_key_id to transmission_type_count at byte 23: 2 bytes needed", 4},
+         {type + "25: 2 bytes needed", 6},
+         {type + "27: 2 bytes needed", 8},
+         {type + "29: 2 bytes needed", 10}});
 }
 
 // --- Texts that end in an escape byte ---
