@@ -1,9 +1,8 @@
 #include "display.h"
 
-#include <locale.h>
-#include <wchar.h>
-
 #include <algorithm>
+#include <clocale>
+#include <cwchar>
 
 namespace orvix::si_inspect {
 

@@ -50,7 +50,7 @@ public:
     void take(const table_ref& table);
 
     /// What the tables so far say of these services, or of all if there are none.
-    guide_contents contents(const std::set<std::uint16_t>& services = {}) const;
+    guide_contents contents(const std::set<std::uint16_t>& wanted = {}) const;
 
     /// How far viewers' clocks are ahead of UTC, as the newest TOT says; the broadcast's own clock
     /// is that of `brasilia`.

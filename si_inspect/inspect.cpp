@@ -20,7 +20,6 @@
 #include "section_file.h"
 #include "text_writer.h"
 #include "xmltv_writer.h"
-#include "xmltv_writer.h"
 
 namespace orvix::si_inspect {
 
@@ -182,7 +181,7 @@ private:
     }
 
     /// In the formats that have no place for it.
-    void report(const place& where, const refusal& what) {
+    void report(const place& where, const refusal& what) const {
         if (how_.quiet || how_.format == output_format::json) return;
         std::string found = where.file.empty() ? "" : printable(where.file) + ": ";
         if (where.pid) found += name_of_pid(*where.pid) + ", ";

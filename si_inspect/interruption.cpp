@@ -1,10 +1,10 @@
 #include "interruption.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 namespace orvix::si_inspect::interruption {
 

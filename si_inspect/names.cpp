@@ -149,7 +149,7 @@ constexpr unsigned int low_nibble(unsigned int byte) { return byte & 0xF; }
 }  // namespace
 
 std::string_view table_id(std::uint32_t value) { return lookup(table_ids, value); }
-std::string_view table_kind(std::uint32_t value) { return lookup(table_kinds, value, ""); }
+std::string_view table_kind(std::uint32_t table_id) { return lookup(table_kinds, table_id, ""); }
 std::string_view stream_type(std::uint32_t value) { return lookup(stream_types, value); }
 std::string_view component_tag(std::uint32_t value) { return lookup(component_tags, value); }
 std::string_view service_type(std::uint32_t value) { return lookup(service_types, value); }
@@ -170,8 +170,8 @@ std::string_view genre_detail(std::uint8_t content_nibble) {
 }
 
 std::string genre(std::uint8_t content_nibble) {
-    const std::string group(genre_group(content_nibble));
-    const std::string detail(genre_detail(content_nibble));
+    std::string group(genre_group(content_nibble));
+    std::string detail(genre_detail(content_nibble));
     if (detail.empty()) return group;
     const bool says_it_already = group.find(detail) != std::string::npos;
     return says_it_already ? detail : group + ", " + detail;
