@@ -520,6 +520,16 @@ TEST_F(SectionGate, RefusesAPmtWhoseCursorComesBack) {
               "the parse would never end");
 }
 
+TEST_F(SectionGate, NamesTheLengthThatWrappedTheCursorToZero) {
+    // From 12 to 256, which is 0; there the program_number, 7, is a length that leads back to 12.
+    bytes section = pmt_with_lengths(0, 239, 2);
+    section[3] = 0x00;
+    section[4] = 0x07;
+    EXPECT_EQ(refusal(section, without_crc),
+              "PMT: ES_info_length 239 at byte 15 leads the parser's 8-bit cursor past byte 256: "
+              "the parse would never end");
+}
+
 TEST_F(SectionGate, AdmitsAPmtWhoseProgramInfoWrapsTheCursor) {
     // 12 + 256 is 12 again, but nothing was read there before.
     bytes section = pmt_with_lengths(256, 2, 2);
@@ -559,6 +569,27 @@ TEST_F(SectionGate, LooksAtEveryDescriptorThatStartsInTheLoop) {
     expect_admitted(ait_ending_with(two, 2), without_crc);
     EXPECT_EQ(refusal(ait_ending_with(two, 3), without_crc),
               "AIT: component_tag at byte 25: 1 byte needed, but the section ends at byte 25");
+}
+
+TEST_F(SectionGate, GoesOnBehindADescriptorOfEveryKind) {
+    const bytes broken = {0x52, 0x01};
+    for (const bytes& d :
+         {describe_application({}, 1, 3, 1),
+          describe_application_names(application_name("por", "a")),
+          describe_object_carousel(1, 0x40), describe_ip_transport(1, 1, bytes(3)),
+          describe_transport_protocol(0x0003, 1, {}, {}),
+          describe_ginga_location(0x07, "a", "b", "c"), describe_icon("a", 1),
+          describe_service(1, "a", "b"), describe_short_event("por", "a", "b"),
+          describe_component(1, 2, 3, "por", "a"), describe_stream_identifier(7),
+          describe_content({0x10, 0x01}), describe_parental_ratings(parental_rating("BRA", 1)),
+          describe_local_time_offsets(bytes(13)), describe_ts_information(31, "a", {{0x0F, {1}}}),
+          descriptor(0x09, {0x00})}) {
+        const std::string end = std::to_string(first_descriptor + d.size() + broken.size());
+        EXPECT_EQ(refusal(ait_ending_with(d + broken, static_cast<std::uint8_t>(d.size() + 1)),
+                          without_crc),
+                  "AIT: component_tag at byte " + end +
+                      ": 1 byte needed, but the section ends at byte " + end);
+    }
 }
 
 // --- Descriptors ---
