@@ -181,7 +181,7 @@ using slot = void (*)();
 
 slot slot_of(const psi_table* table, std::size_t number) {
     const slot* virtual_table;
-    std::memcpy(&virtual_table, table, sizeof virtual_table);
+    std::memcpy(&virtual_table, static_cast<const void*>(table), sizeof virtual_table);
     return virtual_table[number];
 }
 
