@@ -55,8 +55,9 @@ struct SECTION_FEED_EXPORT gate_result {
 /// which the parser's own reading of a field leads outside (the CRC_32 of a TOT with an empty loop,
 /// read as a descriptor; the characters of an IP transport's URL, read as lengths).
 ///
-/// Parsing an admitted section allocates at most 64 KiB per byte of the section. Ordinary ones take
-/// some 20 bytes per byte, the hungriest that is known 3 KiB (see docs/fuzzing.md).
+/// Parsing an admitted section allocates at most 64 KiB per byte of the section. Sections from the
+/// air take 3 bytes per byte, few more than 20; the hungriest that is known 3.2 KiB (see
+/// docs/fuzzing.md).
 ///
 /// A Time and Date Table is admitted with its 8 bytes, which `tdt::parse` wants to be told are 9.
 SECTION_FEED_EXPORT gate_result check_section(const std::uint8_t* section, std::size_t size,
