@@ -434,13 +434,15 @@ bool gate::short_event(unsigned int at) {
 
 bool gate::component(unsigned int at) {
     constexpr unsigned int bytes_before_text = 6;
-    if (!fixed(at + 2, 3, "stream_content to component_tag") || !language_code(at + 5))
+    if (!fixed(at + 2, 3, "stream_content to component_tag") || !language_code(at + 5)) {
         return false;
+    }
+    const length_field length = length8("descriptor_length", at + 1);
+    const length_field text_length = {"text length (descriptor_length - 6, unsigned)", length.at,
+                                      length.value - bytes_before_text};
     // The parser subtracts without a check: below six, what is left for the text wraps.
-    length_field length = length8("descriptor_length", at + 1);
-    if (length.value < bytes_before_text) return refuse(verdict::overrun, length, size_);
-    return counted(at + 2, length) &&
-           text(at + 8, {"descriptor_length", at + 1, length.value - bytes_before_text});
+    if (length.value < bytes_before_text) return refuse(verdict::overrun, text_length, size_);
+    return counted(at + 2, length) && text(at + 8, text_length);
 }
 
 bool gate::stream_identifier(unsigned int at) { return fixed(at + 2, 1, "component_tag"); }

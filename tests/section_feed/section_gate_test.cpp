@@ -783,7 +783,8 @@ TEST_F(SectionGate, AsksForEveryByteOfAComponentDescriptor) {
 TEST_F(SectionGate, RefusesAComponentDescriptorBelowSixBytes) {
     for (std::uint8_t length = 0; length < 6; ++length) {
         EXPECT_EQ(refusal(ait_ending_with(bytes{0x50, length} + bytes(300)), without_crc),
-                  "AIT: descriptor_length " + std::to_string(length) +
+                  "AIT: text length (descriptor_length - 6, unsigned) " +
+                      std::to_string(0xFFFFFFFA + length) +
                       " at byte 22 runs past the section's end (byte 323)");
     }
 }

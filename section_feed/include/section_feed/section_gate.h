@@ -13,7 +13,7 @@ enum class verdict : std::uint8_t {
     admitted,
     not_decoded,      ///< of a table that the parser does not decode; nothing else was looked at
     too_short,        ///< ends within fields of a fixed size that the parser reads
-    length_mismatch,  ///< section_length + 3 is not the number of bytes handed in
+    length_mismatch,  ///< section_length + 3, where the parser looks at it, is not `size`
     crc_mismatch,     ///< the CRC_32 is wrong
     overrun,          ///< a length leads the parser behind the section's end
     endless,          ///< the parse would never end
@@ -33,10 +33,10 @@ struct SECTION_FEED_EXPORT gate_result {
     std::uint32_t byte = 0;  ///< offset of the offending field, from table_id
 
     const char* table = "";  ///< "PMT", "EIT", ...; empty where no table is known
-    const char* field =
-        "";  ///< the field, or the fields of a fixed size, as the standards name them
-    std::uint32_t value =
-        0;  ///< what the field says; for `too_short` the bytes that the fields take
+    /// The field, or the fields of a fixed size, as the standards name them.
+    const char* field = "";
+    /// What the field says; for `too_short` the bytes that the fields take.
+    std::uint32_t value = 0;
     /// What the value broke: the section's size, for `crc_mismatch` the CRC_32 that would be right,
     /// for `endless` the byte that the parser's cursor cannot pass.
     std::uint32_t limit = 0;
