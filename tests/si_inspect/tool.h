@@ -37,9 +37,9 @@ struct outcome {
 };
 
 struct how_to_run {
-    bytes input;                             ///< what stands in the standard input
-    std::function<void()> in_child = [] {};  ///< done in the new process before it starts
-    std::vector<std::string> environment = {};    ///< "NAME=value", beside a plain one
+    bytes input;                                ///< what stands in the standard input
+    std::function<void()> in_child = [] {};     ///< done in the new process before it starts
+    std::vector<std::string> environment = {};  ///< "NAME=value", beside a plain one
 };
 
 /// The standard input is a pipe.
