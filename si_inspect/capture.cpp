@@ -40,8 +40,8 @@ capture::capture(std::string name, inspector& to, const section_feed::gate_optio
     for (const std::uint16_t pid : fixed_pids) collector_.follow(pid);
 }
 
-void capture::push(const std::uint8_t* bytes, std::size_t size) {
-    reader_.push(bytes, size);
+void capture::filled(std::size_t size) {
+    reader_.filled(size);
     push_packets();
 }
 

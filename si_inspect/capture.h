@@ -19,7 +19,9 @@ public:
     /// `name` is what places give as their file. `to` must outlive the capture.
     capture(std::string name, inspector& to, const section_feed::gate_options& options);
 
-    void push(const std::uint8_t* bytes, std::size_t size);
+    /// Room for the stream's next bytes, and then how many of them there are.
+    std::uint8_t* room(std::size_t size) { return reader_.room(size); }
+    void filled(std::size_t size);
     /// No more bytes come: what is not whole by now is lost.
     void end();
     /// Adds the stream's counts to the inspector's. Call it last.

@@ -26,9 +26,13 @@ private:
     locale_t before_;
 };
 
+bool is_printable_ascii(char c) { return c >= ' ' && c <= '~'; }
+
 }  // namespace
 
 std::optional<std::size_t> display_width(std::string_view bytes) {
+    if (std::all_of(bytes.begin(), bytes.end(), is_printable_ascii)) return bytes.size();
+
     const utf8_characters guard;
     std::size_t columns = 0;
     mbstate_t state = {};
@@ -48,7 +52,7 @@ std::string printable(std::string_view bytes) {
     std::string shown(bytes);
     if (is_plain_text(bytes)) return shown;
     for (char& c : shown) {
-        if (c < ' ' || c > '~') c = '?';
+        if (!is_printable_ascii(c)) c = '?';
     }
     return shown;
 }

@@ -25,8 +25,9 @@ namespace orvix::si_inspect {
 
 namespace {
 
-// Large enough that a read costs nothing beside what is done with its bytes.
-constexpr std::size_t read_bytes = 256 * 1024;
+// Large enough that a read costs nothing beside what is done with its bytes, small enough that
+// these are still in the processor's cache then.
+constexpr std::size_t read_bytes = 128 * 1024;
 
 void complain(const std::string& sentence) {
     std::fprintf(stderr, "si_inspect: %s\n", sentence.c_str());
@@ -147,10 +148,10 @@ private:
         std::uint64_t bytes = 0;
         try {
             while (!is_over()) {
-                const std::size_t count = from.read(buffer_.data(), buffer_.size());
+                const std::size_t count = from.read(to.room(read_bytes), read_bytes);
                 if (count == 0) break;
                 bytes += count;
-                to.push(buffer_.data(), count);
+                to.filled(count);
                 bar_->update(bytes);
             }
             // What the user has cut short is not lost.
@@ -202,7 +203,6 @@ private:
     std::unique_ptr<progress> bar_ = std::make_unique<progress>();
     writer_over_progress writer_;
     inspector inspector_;
-    std::vector<std::uint8_t> buffer_ = std::vector<std::uint8_t>(read_bytes);
     bool failed_ = false;
 };
 

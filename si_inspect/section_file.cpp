@@ -15,16 +15,22 @@ std::size_t section_size(const std::uint8_t* section) {
 
 }  // namespace
 
-void section_file::push(const std::uint8_t* bytes, std::size_t size) {
-    bytes_.insert(bytes_.end(), bytes, bytes + size);
+std::uint8_t* section_file::room(std::size_t size) {
+    bytes_.resize(used_ + size);
+    return bytes_.data() + used_;
+}
+
+void section_file::filled(std::size_t size) {
+    used_ += size;
     std::size_t begin = 0;
-    while (!to_.done() && bytes_.size() - begin >= header_bytes) {
+    while (!to_.done() && used_ - begin >= header_bytes) {
         const std::size_t wanted = section_size(bytes_.data() + begin);
-        if (bytes_.size() - begin < wanted) break;
+        if (used_ - begin < wanted) break;
         take(begin, wanted);
         begin += wanted;
     }
     bytes_.erase(bytes_.begin(), bytes_.begin() + static_cast<std::ptrdiff_t>(begin));
+    used_ -= begin;
 }
 
 void section_file::take(std::size_t begin, std::size_t size) {
@@ -44,7 +50,7 @@ void section_file::take(std::size_t begin, std::size_t size) {
     }
 }
 
-void section_file::end() { unfinished_ = !bytes_.empty(); }
+void section_file::end() { unfinished_ = used_ > 0; }
 
 void section_file::count() {
     if (!unfinished_) return;

@@ -18,7 +18,9 @@ public:
     section_file(std::string name, inspector& to, const section_feed::gate_options& options)
         : name_(std::move(name)), to_(to), options_(options) {}
 
-    void push(const std::uint8_t* bytes, std::size_t size);
+    /// Room for the file's next bytes, and then how many of them there are.
+    std::uint8_t* room(std::size_t size);
+    void filled(std::size_t size);
     /// No more bytes come: a section that is not whole by now is lost.
     void end();
     /// Adds what was lost to the inspector's counts. Call it last.
@@ -33,7 +35,8 @@ private:
     std::string name_;
     inspector& to_;
     section_feed::gate_options options_;
-    std::vector<std::uint8_t> bytes_;  ///< from the first section that is not whole yet
+    std::vector<std::uint8_t> bytes_;  ///< from the first section that is not whole yet, then room
+    std::size_t used_ = 0;             ///< of them, those that are the file's
     std::vector<std::uint8_t> section_;
     std::uint64_t sections_ = 0;
     std::uint64_t admitted_ = 0;

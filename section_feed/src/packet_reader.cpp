@@ -32,6 +32,11 @@ packet_reader::~packet_reader() = default;
 
 void packet_reader::push(const std::uint8_t* bytes, std::size_t size) {
     if (size == 0) return;
+    std::memcpy(room(size), bytes, size);
+    filled(size);
+}
+
+std::uint8_t* packet_reader::room(std::size_t size) {
     if (size > buffer_.size() - end_) {
         const std::size_t kept = end_ - position_;
         // Twice what is needed: pieces of any size are moved so rarely that it costs no time.
@@ -47,8 +52,7 @@ void packet_reader::push(const std::uint8_t* bytes, std::size_t size) {
         position_ = 0;
         end_ = kept;
     }
-    std::memcpy(buffer_.data() + end_, bytes, size);
-    end_ += size;
+    return buffer_.data() + end_;
 }
 
 void packet_reader::finish() { finished_ = true; }

@@ -44,6 +44,15 @@ void take_packets(packet_reader& reader, reading& result) {
     EXPECT_EQ(reader.packets(), result.packets.size());
 }
 
+reading finished(packet_reader& reader, reading result) {
+    reader.finish();
+    take_packets(reader, result);
+    result.packet_size = reader.packet_size();
+    result.skipped_bytes = reader.skipped_bytes();
+    result.sync_losses = reader.sync_losses();
+    return result;
+}
+
 reading read_in_pieces(const bytes& stream, std::size_t piece) {
     packet_reader reader;
     reading result;
@@ -53,12 +62,21 @@ reading read_in_pieces(const bytes& stream, std::size_t piece) {
         reader.push(exactly.data(), exactly.size());
         take_packets(reader, result);
     }
-    reader.finish();
-    take_packets(reader, result);
-    result.packet_size = reader.packet_size();
-    result.skipped_bytes = reader.skipped_bytes();
-    result.sync_losses = reader.sync_losses();
-    return result;
+    return finished(reader, result);
+}
+
+/// Fills less than the room that it asks for, as a pipe does.
+reading read_in_place(const bytes& stream, std::size_t piece) {
+    packet_reader reader;
+    reading result;
+    for (std::size_t at = 0; at < stream.size(); at += piece) {
+        const std::size_t count = std::min(piece, stream.size() - at);
+        std::copy_n(stream.data() + at, count, reader.room(2 * piece));
+        reader.filled(count);
+        take_packets(reader, result);
+    }
+    reader.room(piece);
+    return finished(reader, result);
 }
 
 reading read(const bytes& stream) {
@@ -144,6 +162,7 @@ TEST_P(PacketReaderOfSize, GivesTheSameForPushesOfAnySize) {
     EXPECT_GT(expected.sync_losses, 3u);
     for (const std::size_t piece : {1u, 2u, 3u, 7u, 187u, 188u, 189u, 204u, 1000u, 4096u}) {
         EXPECT_TRUE(read_in_pieces(stream, piece) == expected) << "in pieces of " << piece;
+        EXPECT_TRUE(read_in_place(stream, piece) == expected) << "in place, of " << piece;
     }
 }
 

@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 #include <names.h>
 
+#include <algorithm>
+
 #include "broadcast.h"
 
 namespace orvix::si_inspect {
@@ -30,6 +32,11 @@ public:
     std::vector<std::string> noted;
 };
 
+void feed(capture& to, const std::uint8_t* data, std::size_t size) {
+    std::copy_n(data, size, to.room(size));
+    to.filled(size);
+}
+
 class Capture : public testing::Test {
 protected:
     void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
@@ -39,7 +46,7 @@ protected:
         inspector inspector(how, writer, [](const place&, const refusal&) {});
         capture capture("", inspector, {how.check_crc});
         const bytes all = stream.stream();
-        capture.push(all.data(), all.size());
+        feed(capture, all.data(), all.size());
         capture.end();
         capture.count();
         counts = inspector.counts();
@@ -264,7 +271,7 @@ TEST_F(Capture, CountsPacketsPidsLossesAndSkippedBytes) {
     noting_writer writer;
     inspector inspector(how, writer, [](const place&, const refusal&) {});
     capture capture("", inspector, {});
-    for (const std::uint8_t& byte : all) capture.push(&byte, 1);
+    for (const std::uint8_t& byte : all) feed(capture, &byte, 1);
     capture.end();
     capture.count();
     EXPECT_EQ(inspector.counts().packets, 10u);

@@ -10,7 +10,7 @@ namespace orvix::section_feed {
 
 /// One transport packet (ISO/IEC 13818-1 2.4.3.2) inside its reader.
 struct packet {
-    /// 188 bytes, sync_byte first; valid until the reader's next `push`.
+    /// 188 bytes, sync_byte first; valid until the reader's next `push` or `room`.
     const std::uint8_t* bytes = nullptr;
     /// Counts the packets handed out before this one.
     std::uint64_t index = 0;
@@ -48,6 +48,10 @@ public:
     /// Adds the next bytes of the stream, of any number. They are copied. Throws only
     /// std::bad_alloc.
     void push(const std::uint8_t* bytes, std::size_t size);
+    /// The same without the copy: room for `size` bytes, into which the stream's next ones are
+    /// read, and then how many they were, `size` at most.
+    std::uint8_t* room(std::size_t size);
+    void filled(std::size_t size) { end_ += size; }
     /// Says that no more bytes come: the last packets need no successor to be believed.
     void finish();
     /// The next packet; false where more bytes are needed, or after `finish` none is left.
@@ -84,7 +88,7 @@ private:
     bool is_locked(std::size_t at, unsigned int packet_size) const;
     void skip_to(std::size_t position);
 
-    std::vector<std::uint8_t> buffer_;  // the bytes pushed are [0, end_)
+    std::vector<std::uint8_t> buffer_;  // the stream's bytes are [position_, end_)
     std::size_t position_ = 0;  // in sync: the next packet's sync byte; else not yet skipped
     std::size_t end_ = 0;
     std::size_t hunted_ = 0;  // not in sync: no packet begins before this byte
