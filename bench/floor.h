@@ -2,6 +2,7 @@
 
 #include <si_parser/psi_table.h>
 
+#include <memory>
 #include <string>
 
 namespace orvix::bench {

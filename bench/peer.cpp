@@ -46,7 +46,7 @@ void decode(dvbpsi_descriptor_t* first) {
             case 0x4D:
                 dvbpsi_DecodeShortEventDr(d);
                 break;
-            case 0x4E:
+            case 0x50:
                 dvbpsi_DecodeComponentDr(d);
                 break;
             case 0x52:

@@ -139,13 +139,16 @@ void section_collector::push_followed(const packet& p, std::uint16_t pid) {
     state.repeated = false;
 
     const section found = {state.bytes.data(), 0, pid, p.index};
-    const std::uint8_t* payload = packet + offset;
-    std::size_t size = TS_SIZE - offset;
-    if (!ts_get_unitstart(packet)) {
-        if (state.used > 0) collect(state, payload, size, found);
-        return;
+    if (ts_get_unitstart(packet)) {
+        push_unit_start(state, packet + offset, TS_SIZE - offset, found);
+    } else if (state.used > 0) {
+        collect(state, packet + offset, TS_SIZE - offset, found);
     }
+}
 
+// A payload with a pointer_field: the end of the section that has begun, then new ones.
+void section_collector::push_unit_start(assembly& state, const std::uint8_t* payload,
+                                        std::size_t size, const section& found) {
     const std::size_t pointer_field = *payload;
     ++payload;
     --size;

@@ -1,7 +1,6 @@
 // Follows the parser read by read: where the parser reads, the gate asks whether the bytes are
 // there. Tables, descriptors and fields stand in the order in which the parser takes them.
 
-#include <bitstream/mpeg/psi/psi.h>
 #include <section_feed/section_gate.h>
 
 #include <bitset>

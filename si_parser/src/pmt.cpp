@@ -48,8 +48,8 @@ void pmt::parse(unsigned char* buffer, unsigned int size) {
     const unsigned int program_info_length = length12(buffer + 10);
     _parse_descriptors(buffer + 12, program_info_length);
 
-    // The cursor is 8 bits wide and wraps at 256. Sections of up to 259 bytes never notice, longer
-    // ones never end. Receivers depend on what the short ones yield, so it stays.
+    // The cursor is 8 bits wide and wraps at 256. Well-formed sections of up to 259 bytes never
+    // notice, longer ones never end. Receivers depend on what the short ones yield, so it stays.
     auto cursor = static_cast<uint8_t>(12 + program_info_length);
     const unsigned int end = size - 4;
     while (cursor < end) {

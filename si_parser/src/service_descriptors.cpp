@@ -42,8 +42,8 @@ void read_body(unsigned char* p, ts_information_descriptor& d) {
     const unsigned int length_of_ts_name = bits(p[3], 7, 2);
     d.ts_name = iso_to_utf8_string(p + 4, length_of_ts_name);
 
-    // The transmission types and their service ids are walked over and dropped. No receiver ever
-    // saw them; a descriptor still takes the bytes that they announce.
+    // The transmission types and their service ids are walked over and dropped: no receiver ever
+    // saw them. Whoever checks sections still asks for their bytes.
     const unsigned int transmission_type_count = bits(p[3], 1, 0);
     const unsigned char* entry = p + 4 + length_of_ts_name;
     for (unsigned int i = 0; i < transmission_type_count; ++i) {

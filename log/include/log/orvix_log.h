@@ -15,8 +15,9 @@
 ///
 ///     ORVIX_LOG(DEBUG, "sdt", "offset " << offset);
 ///
-/// The items are evaluated only when the line is written. Numbers are decimal unless an item
-/// switches the stream.
+/// The items are evaluated only when the line is written, `category` twice then. Numbers are
+/// decimal unless an item switches the stream. Nothing is thrown on the statement's own account
+/// while the category is short enough (15 characters) to need no memory.
 #define ORVIX_LOG(LEVEL, category, items)                                                   \
     do {                                                                                    \
         if (OrvixLog::LEVEL <= OrvixLog::reporting_level() &&                               \
@@ -34,8 +35,9 @@
 ///     13:02:51.417 [812] <si_parser> ERROR: si_parser/src/psi_table.cpp:61 - Short buffer, ...
 ///
 /// that is time, kernel thread id, category, level, source position, message. It is written by the
-/// destructor, with one call, and flushed. Write errors are ignored; nothing throws, and errno is
-/// left as it was. Use ORVIX_LOG, which builds nothing when the line would not be written.
+/// destructor, with one call, and flushed. Write errors are ignored, a line that there is no memory
+/// for is lost, and errno is left as it was. Use ORVIX_LOG, which builds nothing when the line
+/// would not be written.
 ///
 /// `reporting_level` and `output_stream` are read and written without a lock: set them before other
 /// threads log. The filters may be changed at any time from any thread.
@@ -87,11 +89,11 @@ public:
     /// The level's printed name, empty for PLAIN. `level` must be one of the enumerators.
     static std::string to_string(Level level);
 
-    /// The filter data, null before its first use; never freed.
+    /// The filter data, null before its first use; never freed. Call it holding a data_locker.
     static filter_data* data();
 
-    // Each of these takes the filter data's mutex. Names are compared exactly; repeats are
-    // harmless.
+    // Each of these takes the filter data's mutex; they throw only std::bad_alloc. Names are
+    // compared exactly; repeats are harmless.
     static void add_enabled_category(const std::string& category);
     static void remove_enabled_category(const std::string& category);
     static void add_disabled_category(const std::string& category);

@@ -48,9 +48,10 @@ public:
     /// Adds the next bytes of the stream, of any number. They are copied. Throws only
     /// std::bad_alloc.
     void push(const std::uint8_t* bytes, std::size_t size);
-    /// The same without the copy: room for `size` bytes, into which the stream's next ones are
-    /// read, and then how many they were, `size` at most.
+    /// The same without the copy: room for the stream's next bytes, `size` at most. It stays until
+    /// the next `push` or `room`. Throws only std::bad_alloc.
     std::uint8_t* room(std::size_t size);
+    /// Says how many bytes now stand in that room.
     void filled(std::size_t size) { end_ += size; }
     /// Says that no more bytes come: the last packets need no successor to be believed.
     void finish();

@@ -95,6 +95,8 @@ private:
     struct assembly;
 
     void push_followed(const packet& p, std::uint16_t pid);
+    void push_unit_start(assembly& state, const std::uint8_t* payload, std::size_t size,
+                         const section& found);
     void collect(assembly& state, const std::uint8_t* bytes, std::size_t size,
                  const section& found);
     void deliver(assembly& state, section whole);

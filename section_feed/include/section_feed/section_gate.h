@@ -48,16 +48,16 @@ struct SECTION_FEED_EXPORT gate_result {
 
 /// Whether `libsi_parser` may be handed this section: whether it reads only inside `size` bytes,
 /// and ends. Sections that its header check would refuse, and those with a wrong CRC_32, are
-/// refused too; whatever is merely unusual is admitted, a section without section_syntax_indicator
-/// too, which the parser passes over. Never reads outside `section[0, size)`, never allocates.
+/// refused too; whatever is merely unusual is admitted. Of a section without
+/// section_syntax_indicator, which the parser passes over, only the CRC_32 is asked. Never reads
+/// outside `section[0, size)`, never allocates.
 ///
 /// What cannot be admitted although it is well formed: a PMT of 260 bytes or more, and a section in
 /// which the parser's own reading of a field leads outside (the CRC_32 of a TOT with an empty loop,
 /// read as a descriptor; the characters of an IP transport's URL, read as lengths).
 ///
 /// Parsing an admitted section allocates at most 64 KiB per byte of the section. Sections from the
-/// air take 3 bytes per byte, few more than 20; the hungriest that is known 3.2 KiB (see
-/// docs/fuzzing.md).
+/// air take 3 bytes per byte, few more than 20; the hungriest that is known 3.2 KiB.
 ///
 /// A Time and Date Table is admitted with its 8 bytes, which `tdt::parse` wants to be told are 9.
 SECTION_FEED_EXPORT gate_result check_section(const std::uint8_t* section, std::size_t size,

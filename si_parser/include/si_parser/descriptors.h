@@ -68,7 +68,7 @@ public:
     uint8_t component_tag = 0;
 };
 
-/// Tag 0xCD (ABNT NBR 15603-1). The transmission types are not kept.
+/// Tag 0xCD (ABNT NBR 15603). The transmission types are not kept.
 class SI_PARSER_EXPORT ts_information_descriptor : public descriptor {
 public:
     ~ts_information_descriptor() override;

@@ -6,7 +6,7 @@
 
 namespace orvix::si_parser {
 
-/// Broadcast text to UTF-8 (EN 300 468 Annex A, ABNT NBR 15603-1 Annex A).
+/// Broadcast text to UTF-8 (EN 300 468 Annex A, ABNT NBR 15603).
 ///
 /// The character set is fixed: ISO/IEC 8859-15, but for 0xBC and 0xBD, which give U+0153 and
 /// U+0154, and two-byte symbols that the escape byte 0x1D announces. Bytes without a character

@@ -9,7 +9,7 @@
 
 namespace orvix::si_parser {
 
-/// What all tables share: the long section header (ISO/IEC 13818-1 2.4.4.11), the table-level
+/// What all tables share: the long section header (ISO/IEC 13818-1 2.4.4.10), the table-level
 /// descriptors, and the helpers that decode a section's body.
 ///
 /// A table object holds one section. It is reused: every `parse` empties it first. Lengths inside a
@@ -21,22 +21,24 @@ public:
     virtual ~psi_table();
 
     /// Decodes one whole section of `size` bytes; `buffer` points at its table_id. The base does
-    /// nothing. No table keeps `buffer`, but for each descriptor's `data`.
+    /// nothing. No table keeps `buffer`, but for each descriptor's `data`. Out of memory,
+    /// std::bad_alloc passes through: the whole records read so far are held, and the next `parse`
+    /// works.
     virtual void parse(unsigned char* buffer, unsigned int size);
 
     /// Drops the table-level descriptors and sets `cleared`. The header fields stay until the next
     /// `parse_header`.
     virtual void clear();
 
-    uint32_t reserved = 0;  ///< neither read nor written; keeps the fields where they are
-    uint32_t table_id = 0;
+    uint32_t reserved = 0;            ///< neither read nor written; keeps the fields where they are
+    uint32_t table_id = 0;            ///< 8 bits
     uint32_t section_size = 0;        ///< bytes, CRC_32 included: section_length + 3
     uint32_t version_number = 0;      ///< 5 bits
     uint32_t table_id_extension = 0;  ///< 16 bits, with a meaning of its own in each table
-    uint32_t current_next_indicator =
-        0;  ///< 0 or 1; a section that is not yet valid is decoded too
-    uint32_t section_number = 0;
-    uint32_t last_section_number = 0;
+    /// 0 or 1; a section that is not yet valid is decoded too.
+    uint32_t current_next_indicator = 0;
+    uint32_t section_number = 0;       ///< 8 bits
+    uint32_t last_section_number = 0;  ///< 8 bits
     /// True after `clear`, false once `parse_header` has seen enough bytes. `tdt` and `tot` have no
     /// long header and leave it true.
     bool cleared = true;

@@ -36,8 +36,8 @@ public:
 
     uint32_t transport_stream_id = 0;  ///< 16 bits
     uint32_t original_network_id = 0;  ///< 16 bits
-    std::vector<sdt_service_info_t>
-        services;  ///< sorted; repeats kept, in any order among themselves
+    /// Sorted; repeats kept, in any order among themselves.
+    std::vector<sdt_service_info_t> services;
 };
 
 }  // namespace orvix::si_parser
