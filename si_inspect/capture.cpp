@@ -62,7 +62,7 @@ void capture::end() {
 void capture::count() {
     totals& counts = to_.counts();
     counts.packets += reader_.packets();
-    counts.pids += seen_pids_.count();
+    counts.pids |= seen_pids_;
     counts.skipped_bytes += reader_.skipped_bytes();
     counts.sync_losses += reader_.sync_losses();
     for (const auto& [pid, of_pid] : collector_.counts()) {

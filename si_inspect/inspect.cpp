@@ -1,7 +1,9 @@
 #include "inspect.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
@@ -33,13 +35,25 @@ void complain(const std::string& sentence) {
     std::fprintf(stderr, "si_inspect: %s\n", sentence.c_str());
 }
 
+/// What the caller has closed must not be taken by a file or pipe of the program's own. Opened so
+/// that its use still fails.
+void fill_closed_standard_streams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool is_closed = fcntl(descriptor, F_GETFD) < 0 && errno == EBADF;
+        if (is_closed) open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+bool terminal_is_dumb() {
+    const char* const terminal = std::getenv("TERM");
+    return terminal == nullptr || std::string_view(terminal) == "dumb";
+}
+
 bool wants_color(const options& how, const output& to) {
     if (how.color != color_choice::automatic) return how.color == color_choice::always;
     const char* const no_color = std::getenv("NO_COLOR");
-    const char* const terminal = std::getenv("TERM");
     const bool unwanted = no_color != nullptr && *no_color != '\0';
-    const bool unable = terminal == nullptr || std::string_view(terminal) == "dumb";
-    return to.is_terminal() && !unwanted && !unable;
+    return to.is_terminal() && !unwanted && !terminal_is_dumb();
 }
 
 std::unique_ptr<writer> make_writer(const options& how, output& to) {
@@ -156,6 +170,9 @@ private:
             }
             // What the user has cut short is not lost.
             if (!is_over()) to.end();
+            // A stream may end at any time, but of a file the output would not be whole.
+            const bool cut_short = interruption::happened() && from.size() && bytes < *from.size();
+            if (cut_short && !how_.output.empty()) throw input_error(from.name() + ": interrupted");
         } catch (const input_error&) {
             to.count();
             throw;
@@ -177,7 +194,8 @@ private:
     }
 
     void show_progress_of(const input& from) {
-        const bool wanted = !how_.quiet && from.size() && isatty(STDERR_FILENO) == 1;
+        const bool wanted =
+            !how_.quiet && from.size() && isatty(STDERR_FILENO) == 1 && !terminal_is_dumb();
         bar_ = wanted ? std::make_unique<progress>(*from.size()) : std::make_unique<progress>();
     }
 
@@ -213,6 +231,7 @@ int inspect(const options& how) try {
         complain("name a file, or pipe a stream in (si_inspect --help says more)");
         return exit_usage;
     }
+    fill_closed_standard_streams();
     configure_log(how);
     interruption::watch();
     return run(how).all();

@@ -126,7 +126,7 @@ void json_writer::finish(const totals* counts) {
     }
     const json object = {{"totals",
                           {{"packets", counts->packets},
-                           {"pids", counts->pids},
+                           {"pids", counts->pids.count()},
                            {"tables", std::move(tables)},
                            {"not_decoded", counts->not_decoded},
                            {"passed_over", counts->passed_over},

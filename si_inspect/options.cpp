@@ -27,8 +27,8 @@ Exit status:
   3  an input could not be read or is not what it should be, or the output could not be written)";
 
 /// Decimal, or hexadecimal behind 0x. Throws CLI::ValidationError.
-std::uint16_t parse_number(const std::string& option, const std::string& word,
-                           std::uint16_t largest) {
+unsigned long parse_number(const std::string& option, const std::string& word,
+                           unsigned long smallest, unsigned long largest) {
     const bool is_hex = word.size() > 2 && word[0] == '0' && (word[1] == 'x' || word[1] == 'X');
     const std::string digits = is_hex ? word.substr(2) : word;
     const bool has_digits_only =
@@ -37,9 +37,10 @@ std::uint16_t parse_number(const std::string& option, const std::string& word,
     constexpr std::size_t most_digits = 9;
     if (has_digits_only && digits.size() <= most_digits) {
         const unsigned long value = std::stoul(digits, nullptr, is_hex ? 16 : 10);
-        if (value <= largest) return static_cast<std::uint16_t>(value);
+        if (value >= smallest && value <= largest) return value;
     }
-    throw CLI::ValidationError(option, "'" + word + "' is not a number from 0 to " +
+    throw CLI::ValidationError(option, "'" + word + "' is not a number from " +
+                                           std::to_string(smallest) + " to " +
                                            std::to_string(largest) + " (0x for hexadecimal)");
 }
 
@@ -115,12 +116,16 @@ public:
         options_.log_categories.insert(log_categories_.begin(), log_categories_.end());
         constexpr std::uint16_t largest_pid = 0x1FFF;
         for (const auto& word : pids_) {
-            options_.pids.insert(parse_number("--pid", word, largest_pid));
+            options_.pids.insert(
+                static_cast<std::uint16_t>(parse_number("--pid", word, 0, largest_pid)));
         }
         constexpr std::uint16_t largest_service_id = 0xFFFF;
         for (const auto& word : services_) {
-            options_.services.insert(parse_number("--service", word, largest_service_id));
+            options_.services.insert(
+                static_cast<std::uint16_t>(parse_number("--service", word, 0, largest_service_id)));
         }
+        constexpr unsigned long largest_limit = 999'999'999;
+        if (!limit_.empty()) options_.limit = parse_number("--limit", limit_, 1, largest_limit);
         if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
         if (options_.output == "-") options_.output.clear();
         if (options_.totals && options_.format == output_format::xmltv) {
@@ -160,9 +165,8 @@ private:
             ->type_name("ID")
             ->group(group);
         app_.add_flag("--all", options_.all, "Repeated sections too")->group(group);
-        app_.add_option("--limit", options_.limit, "Stop after so many sections")
+        app_.add_option("--limit", limit_, "Stop after so many sections")
             ->type_name("COUNT")
-            ->check(CLI::Range(std::uint64_t{1}, options_.limit).description(""))
             ->group(group);
     }
 
@@ -214,7 +218,7 @@ private:
     CLI::App app_;
     options options_;
     std::vector<std::string> tables_, pids_, services_, log_categories_;
-    std::string utc_offset_;
+    std::string limit_, utc_offset_;
 };
 
 }  // namespace

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "times.h"
+
 namespace orvix::si_inspect {
 
 using namespace si_parser;
@@ -16,6 +18,11 @@ constexpr std::uint8_t local_time_offset_entry = 13;
 
 constexpr std::string_view each_section_by_itself =
     "the receiver takes each section by itself; the broadcast's table has several";
+
+constexpr std::string_view wrapped_time =
+    "a time before 1970: the receiver counts seconds in 32 bits, which wrap on 2038-01-19";
+
+bool is_wrapped(time_t seconds) { return seconds < 0 && seconds != undefined_time; }
 
 bool has(const descriptor_list& list, std::uint8_t tag) {
     return std::any_of(list.begin(), list.end(),
@@ -34,8 +41,16 @@ void note_several_sections(const psi_table& table, notes& to) {
 
 void add_notes(const pat& table, notes& to) { note_several_sections(table, to); }
 void add_notes(const pmt& /*table*/, notes& /*to*/) {}
-void add_notes(const tdt& /*table*/, notes& /*to*/) {}
-void add_notes(const eit& table, notes& to) { note_several_sections(table, to); }
+void add_notes(const tdt& table, notes& to) {
+    if (is_wrapped(table.utc_time)) to.push_back(wrapped_time);
+}
+
+void add_notes(const eit& table, notes& to) {
+    note_several_sections(table, to);
+    const bool wrapped = std::any_of(table.events.begin(), table.events.end(),
+                                     [](const auto& e) { return is_wrapped(e.start_time); });
+    if (wrapped) to.push_back(wrapped_time);
+}
 
 void add_notes(const sdt& table, notes& to) {
     if (table.services.empty()) return;
@@ -52,6 +67,7 @@ void add_notes(const nit& table, notes& to) {
 }
 
 void add_notes(const tot& table, notes& to) {
+    if (is_wrapped(table.utc_time)) to.push_back(wrapped_time);
     to.push_back("the receiver decodes the first descriptor only");
     const auto offsets = table.get_descriptor(local_time_offset_tag);
     if (!offsets) return;

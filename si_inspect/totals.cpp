@@ -37,8 +37,8 @@ std::string name_of_pid(std::uint16_t pid) {
 std::string to_text(const totals& counts) {
     std::vector<std::pair<std::string, std::string>> lines;
     if (counts.packets > 0) {
-        lines.emplace_back("packets",
-                           std::to_string(counts.packets) + " on " + count_of(counts.pids, "PID"));
+        lines.emplace_back("packets", std::to_string(counts.packets) + " on " +
+                                          count_of(counts.pids.count(), "PID"));
     }
     for (const auto& [table, count] : counts.tables) {
         lines.emplace_back(table, count_of(count.sections, "section") + ", " +
@@ -54,8 +54,10 @@ std::string to_text(const totals& counts) {
     add_by_pid(lines, "refused", counts.refused);
     add_by_pid(lines, "dropped", counts.dropped);
     if (counts.skipped_bytes > 0) {
-        lines.emplace_back("skipped", count_of(counts.skipped_bytes, "byte") + ", " + "sync lost " +
-                                          count_of(counts.sync_losses, "time"));
+        std::string skipped = count_of(counts.skipped_bytes, "byte");
+        if (counts.sync_losses > 0)
+            skipped += ", sync lost " + count_of(counts.sync_losses, "time");
+        lines.emplace_back("skipped", skipped);
     }
 
     std::size_t width = 0;

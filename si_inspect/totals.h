@@ -2,7 +2,7 @@
 
 #include <section_feed/section_collector.h>
 
-#include <array>
+#include <bitset>
 #include <cstdint>
 #include <map>
 #include <string>
@@ -12,7 +12,7 @@ namespace orvix::si_inspect {
 /// What was met in all inputs together.
 struct totals {
     std::uint64_t packets = 0;
-    std::uint64_t pids = 0;  ///< different ones, in each input
+    std::bitset<0x2000> pids;  ///< those that were met
     std::uint64_t skipped_bytes = 0;
     std::uint64_t sync_losses = 0;
 

@@ -275,7 +275,7 @@ TEST_F(Capture, CountsPacketsPidsLossesAndSkippedBytes) {
     capture.end();
     capture.count();
     EXPECT_EQ(inspector.counts().packets, 10u);
-    EXPECT_EQ(inspector.counts().pids, 2u);
+    EXPECT_EQ(inspector.counts().pids.count(), 2u);
     EXPECT_EQ(inspector.counts().skipped_bytes, 100u);
     EXPECT_EQ(inspector.counts().dropped[0x0011][section_feed::drop_reason::discontinuity], 1u);
 }

@@ -17,6 +17,7 @@ namespace orvix::test {
 namespace {
 
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::Not;
@@ -118,6 +119,30 @@ TEST_F(CommandLine, StopsAtTheLimitAcrossFiles) {
     EXPECT_EQ(shown.status, 0) << "what the user cuts short is not lost";
 }
 
+TEST_F(CommandLine, CountsAPidOfSeveralFilesOnce) {
+    const std::string file = capture("capture.ts");
+    const auto pids = [](const outcome& shown) {
+        return shown.err.substr(shown.err.find(" on "),
+                                shown.err.find('\n') - shown.err.find(" on "));
+    };
+    EXPECT_THAT(pids(si_inspect({file})), EndsWith(" PIDs"));
+    EXPECT_EQ(pids(si_inspect({file, file})), pids(si_inspect({file})));
+}
+
+TEST_F(CommandLine, AStandardStreamThatIsClosedIsALineAndExitStatusThree) {
+    how_to_run without_input;
+    without_input.in_child = [] { close(STDIN_FILENO); };
+    const outcome unread = si_inspect({}, without_input);
+    EXPECT_EQ(unread.err, "si_inspect: standard input: Bad file descriptor\n");
+    EXPECT_EQ(unread.status, 3);
+
+    how_to_run without_output;
+    without_output.in_child = [] { close(STDOUT_FILENO); };
+    const outcome unwritten = si_inspect({capture("capture.ts")}, without_output);
+    EXPECT_THAT(unwritten.err, StartsWith("si_inspect: standard output: Bad file descriptor\n"));
+    EXPECT_EQ(unwritten.status, 3);
+}
+
 TEST_F(CommandLine, TakesSectionsWithAWrongCrcWhenAsked) {
     bytes damaged = sdt();
     damaged.back() ^= 1;
@@ -213,6 +238,8 @@ TEST_F(CommandLine, WrongUsageIsOneLineAndExitStatusTwo) {
         {"--service", "65536"},
         {"--service", "one"},
         {"--limit", "0"},
+        {"--limit", "-1"},
+        {"--limit", "99999999999999999999999"},
         {"--format", "yaml"},
         {"--color", "sometimes"},
         {"--utc-offset", "3"},

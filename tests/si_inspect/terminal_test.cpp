@@ -111,6 +111,12 @@ TEST_F(Terminal, ThereIsNoBarWhenQuietOrOnAPipe) {
     EXPECT_THAT(si_inspect({capture}).err, Not(HasSubstr("MiB/s")));
 }
 
+TEST_F(Terminal, ThereIsNoBarOnATerminalThatCannotEraseIt) {
+    how_to_run how;
+    how.environment = {"TERM=dumb"};
+    EXPECT_THAT(on_terminal({capture}, err_on_terminal, how), StartsWith("packets  10 on 8 PIDs"));
+}
+
 TEST_F(Terminal, TheBarIsOutOfTheWayWhereverOutputAppears) {
     const std::string seen =
         on_terminal({"--color", "never", capture}, out_on_terminal | err_on_terminal);
@@ -200,7 +206,7 @@ TEST_P(Interrupted, EndsWithWholeLinesAndTheTotals) {
     EXPECT_THAT(read_all(err[0]), StartsWith("packets  9 on "));
 }
 
-INSTANTIATE_TEST_SUITE_P(BySignal, Interrupted, testing::Values(SIGINT, SIGTERM));
+INSTANTIATE_TEST_SUITE_P(BySignal, Interrupted, testing::Values(SIGINT, SIGTERM, SIGHUP));
 
 TEST_F(Pipes, AnInterruptedToolPutsItsOutputInPlace) {
     const temporary_folder folder;
@@ -215,6 +221,22 @@ TEST_F(Pipes, AnInterruptedToolPutsItsOutputInPlace) {
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_THAT(read_file(path), StartsWith("SDT "));
+}
+
+TEST_F(Pipes, AnInterruptedReadingOfAFileLeavesTheOldOutput) {
+    const temporary_folder folder;
+    const std::string path = folder.file("out.txt", {'o', 'l', 'd'});
+    // The log of a whole file does not fit into the pipe: the tool waits in the middle.
+    running_tool tool({"--all", "--output", path, "--log-level", "debug4", SAMPLE}, in[0], out[1],
+                      err[1]);
+    close_end(err[1]);
+    std::string said = read_all(err[0], "done parsing SDT");
+    tool.signal(SIGINT);
+    said += read_all(err[0]);
+    EXPECT_EQ(tool.wait(), 3);
+    EXPECT_THAT(said, HasSubstr("si_inspect: " SAMPLE ": interrupted\n"));
+    EXPECT_EQ(read_file(path), "old");
+    EXPECT_EQ(folder.names(), std::vector<std::string>{"out.txt"});
 }
 
 }  // namespace

@@ -52,8 +52,9 @@ running_tool::running_tool(const std::vector<std::string>& arguments, int in, in
     for (std::string& word : words) argv.push_back(word.data());
     argv.push_back(nullptr);
 
-    std::vector<std::string> variables = {"PATH=/usr/bin:/bin", "TERM=xterm", "TZ=Asia/Tokyo"};
-    variables.insert(variables.end(), how.environment.begin(), how.environment.end());
+    // Of two values of one variable, the first counts.
+    std::vector<std::string> variables = how.environment;
+    variables.insert(variables.end(), {"PATH=/usr/bin:/bin", "TERM=xterm", "TZ=Asia/Tokyo"});
     std::vector<char*> environment;
     for (std::string& variable : variables) environment.push_back(variable.data());
     environment.push_back(nullptr);

@@ -238,6 +238,10 @@ TEST(TextFormat, SaysWithVerboseWhereTheReceiverReadsOtherwise) {
     EXPECT_THAT(text_of(tot(), {"--verbose"}), HasSubstr("  note: local time offset: "));
     EXPECT_THAT(text_of(eit(hd_service, {0, 1, 0, 1}), {"--verbose"}),
                 HasSubstr("  note: the receiver takes each section by itself"));
+    const bytes wrapped = tdt_section(utc_time(65442, 0x031408));
+    EXPECT_THAT(text_of(wrapped, {"--verbose"}), HasSubstr("  note: a time before 1970: "));
+    const bytes undefined = tdt_section(bytes(5, 0xFF));
+    EXPECT_THAT(text_of(undefined, {"--verbose"}), testing::Not(HasSubstr("note:")));
     EXPECT_THAT(text_of(all_sections()), testing::Not(HasSubstr("note:")));
 }
 
