@@ -23,6 +23,13 @@ bool is_timed(const programme& p) {
     return p.start >= 0 && p.duration != undefined_duration;
 }
 
+/// Whether two accounts under one event_id can be of one programme. Where their times have nothing
+/// in common, the event has moved or another one has got its event_id.
+bool may_be_same(const programme& a, const programme& b) {
+    if (!is_timed(a) || !is_timed(b) || a.start == b.start) return true;
+    return a.start < b.start + b.duration && b.start < a.start + a.duration;
+}
+
 /// Nothing but spaces, the one that does not break included.
 bool is_blank(const std::string& text) {
     return text.find_first_not_of(" \xC2\xA0") == std::string::npos;
@@ -63,10 +70,16 @@ void supply(programme& newer, const programme& older) {
     if (!newer.rating) newer.rating = older.rating;
 }
 
-/// 90 of 0x0130, which is hhmm in BCD.
-utc_offset minutes_of(std::uint16_t bcd) {
+/// 90 of 0x0130, which is hhmm in BCD; nothing of what cannot be an offset.
+std::optional<utc_offset> minutes_of(std::uint16_t bcd) {
     const auto digit = [bcd](int shift) { return bcd >> shift & 0xF; };
-    return utc_offset((digit(12) * 10 + digit(8)) * 60 + digit(4) * 10 + digit(0));
+    for (const int shift : {12, 8, 4, 0}) {
+        if (digit(shift) > 9) return std::nullopt;
+    }
+    const int hours = digit(12) * 10 + digit(8);
+    const int minutes = digit(4) * 10 + digit(0);
+    if (hours >= 12 || minutes >= 60) return std::nullopt;
+    return utc_offset(hours * 60 + minutes);
 }
 
 }  // namespace
@@ -117,11 +130,12 @@ void guide::take(const eit& section) {
     told_events told;
     told.order = ++order_;
     told.version_number = section.version_number;
+    told.on_air = is_present_following(section.table_id) && section.section_number == 0;
     for (const eit::event& event : section.events) {
         told.events.push_back(make_programme(section, event));
     }
     told_events& before = sections[section.section_number];
-    if (is_present_following(section.table_id) && section.section_number == 0) {
+    if (told.on_air) {
         // It was on air, so it belongs into the guide, also when the tables have dropped it.
         if (!before.events.empty()) past_[service].push_back(std::move(before));
     }
@@ -142,8 +156,9 @@ void guide::take(const tot& section) {
     // Counted from Brasilia's clock, which is the broadcast's. The library drops the polarity:
     // all of Brazil but some islands lies west of it. No place in Brazil is three hours away, so
     // such an offset counts from UTC.
-    const utc_offset west = minutes_of(offset->local_time_offset);
-    viewers_offset_ = west >= -brasilia ? -west : brasilia - west;
+    const std::optional<utc_offset> west = minutes_of(offset->local_time_offset);
+    if (!west) return;
+    viewers_offset_ = *west >= -brasilia ? -*west : brasilia - *west;
 }
 
 std::set<guide::service_key> guide::services() const {
@@ -197,17 +212,35 @@ std::vector<programme> guide::events_of(const service_key& service) const {
     std::sort(newest_first.begin(), newest_first.end(),
               [](const told_events& a, const told_events& b) { return a.order > b.order; });
 
-    std::vector<programme> events;
-    std::map<std::uint32_t, std::size_t> index_of_event;
+    // Of the accounts under one event_id the newest holds, and those of what was on air at another
+    // time. The others tell where a schedule had the event before.
+    struct account {
+        programme event;
+        bool holds;
+    };
+    std::vector<account> accounts;
+    std::map<std::uint32_t, std::vector<std::size_t>> indexes_of_events;
     for (const told_events& told : newest_first) {
         for (const programme& event : told.events) {
-            const auto [known, is_new] = index_of_event.try_emplace(event.event_id, events.size());
-            if (is_new) {
-                events.push_back(event);
+            std::vector<std::size_t>& indexes = indexes_of_events[event.event_id];
+            const auto known = std::find_if(
+                indexes.rbegin(), indexes.rend(),
+                [&](const std::size_t i) { return may_be_same(accounts[i].event, event); });
+            const bool was_on_air = told.on_air && is_timed(event);
+            if (known == indexes.rend()) {
+                const bool is_newest = indexes.empty();
+                indexes.push_back(accounts.size());
+                accounts.push_back({event, is_newest || was_on_air});
             } else {
-                supply(events[known->second], event);
+                supply(accounts[*known].event, event);
+                accounts[*known].holds = accounts[*known].holds || was_on_air;
             }
         }
+    }
+
+    std::vector<programme> events;
+    for (account& a : accounts) {
+        if (a.holds) events.push_back(std::move(a.event));
     }
     return events;
 }
@@ -228,8 +261,8 @@ guide_contents guide::contents(const std::set<std::uint16_t>& wanted) const {
                 ++all.untimed_events;
             } else if (event.name.empty()) {
                 ++all.unnamed_events;
-            } else {
-                by_start.try_emplace(event.start, std::move(event));
+            } else if (!by_start.try_emplace(event.start, std::move(event)).second) {
+                ++all.covered_events;
             }
         }
         for (auto& [start, event] : by_start) c.programmes.push_back(std::move(event));

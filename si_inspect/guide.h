@@ -39,12 +39,14 @@ struct guide_contents {
     std::vector<channel> channels;      ///< by original_network_id and service_id
     std::uint64_t untimed_events = 0;   ///< left out: start time or duration undefined
     std::uint64_t unnamed_events = 0;   ///< left out: without a name
+    std::uint64_t covered_events = 0;   ///< left out: newer ones of the service begin with them
     std::uint64_t services_untold = 0;  ///< left out: without any event
 };
 
 /// A programme guide out of the tables of a broadcast. Present/following and schedule are merged:
 /// of each event, and of events that begin together, the newest section holds; what that one leaves
-/// out, older ones supply. An event that was once present stays after it has left the tables.
+/// out, older ones supply. An event that was once present stays after it has left the tables, also
+/// when its event_id has passed on to another one.
 class guide {
 public:
     void take(const table_ref& table);
@@ -68,6 +70,7 @@ private:
     struct told_events {
         std::uint64_t order = 0;
         std::uint32_t version_number = 0;
+        bool on_air = false;  ///< the present event's
         std::vector<programme> events;
     };
     using told_sections = std::map<std::uint32_t, told_events>;  ///< by section_number

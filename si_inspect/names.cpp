@@ -91,6 +91,7 @@ constexpr entry running_statuses[] = {
     {3, 3, "pausing"},   {4, 4, "running"},     {5, 5, "off-air"},
 };
 
+/// 0xD has no name of its own, only details.
 constexpr entry genre_groups[] = {
     {0x0, 0x0, "news"},        {0x1, 0x1, "sports"},
     {0x2, 0x2, "educational"}, {0x3, 0x3, "soap opera"},
@@ -98,7 +99,7 @@ constexpr entry genre_groups[] = {
     {0x6, 0x6, "variety"},     {0x7, 0x7, "reality show"},
     {0x8, 0x8, "information"}, {0x9, 0x9, "comedy"},
     {0xA, 0xA, "children"},    {0xB, 0xB, "erotic"},
-    {0xC, 0xC, "movie"},       {0xD, 0xD, "raffle, television sales, prizing"},
+    {0xC, 0xC, "movie"},       {0xD, 0xD, ""},
     {0xE, 0xE, "debate"},      {0xF, 0xF, "other"},
 };
 
@@ -173,6 +174,7 @@ std::string genre(std::uint8_t content_nibble) {
     std::string group(genre_group(content_nibble));
     std::string detail(genre_detail(content_nibble));
     if (detail.empty()) return group;
+    if (group.empty()) return detail;
     const bool says_it_already = group.find(detail) != std::string::npos;
     return says_it_already ? detail : group + ", " + detail;
 }

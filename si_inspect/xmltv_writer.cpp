@@ -126,11 +126,13 @@ void xmltv_writer::finish(const totals* /*counts*/) {
     document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
     to_.write(text.str());
 
+    if (contents.channels.empty()) notice_("guide: no programmes");
     const auto left_out = [this](std::uint64_t count, const std::string& what) {
         if (count != 0) notice_("guide: left out " + what + ": " + std::to_string(count));
     };
     left_out(contents.untimed_events, "events with undefined times");
     left_out(contents.unnamed_events, "events without a name");
+    left_out(contents.covered_events, "programmes at the same time as another");
     left_out(contents.services_untold, "services without events");
 }
 

@@ -52,6 +52,14 @@ TEST(Names, GenresDoNotRepeatWhatTheirGroupSays) {
     EXPECT_EQ(genre(0xD1), "television sales");
 }
 
+TEST(Names, GenresOfAGroupWithoutANameHaveTheirDetailAlone) {
+    EXPECT_EQ(genre_group(0xD0), "");
+    EXPECT_EQ(genre(0xD0), "raffle");
+    EXPECT_EQ(genre(0xD2), "prizing");
+    EXPECT_EQ(genre(0xD7), "reserved");
+    EXPECT_EQ(genre(0xDF), "other");
+}
+
 TEST(Names, GenresEndInOtherWhateverTheirGroup) {
     EXPECT_EQ(genre(0x0F), "news, other");
     EXPECT_EQ(genre(0xCF), "movie, other");

@@ -213,6 +213,11 @@ TEST_F(XmltvWriter, NamesEachGenreOnce) {
                 ElementsAre("variety", "show", "musical", "movie"));
 }
 
+TEST_F(XmltvWriter, NamesNoGroupOfRafflesSalesAndPrizes) {
+    given(schedule(event_at(1, 0x200000, "Sorteio", describe_content({0xD0, 0, 0xD7, 0}))));
+    EXPECT_THAT(texts(first_programme(), "category"), ElementsAre("raffle"));
+}
+
 TEST_F(XmltvWriter, WritesLanguagesWithTwoLettersWhereTheyHaveThem) {
     given(schedule(
         event(1, utc_time(day, 0x200000), 0x001000, 0, 0, describe_short_event("eng", "News", "")) +
@@ -253,6 +258,25 @@ TEST_F(XmltvWriter, LeavesOutEventsWithoutANameAndCountsThem) {
                    event_at(3, 0x210000, "Agora")));
     EXPECT_THAT(titles(), ElementsAre("Agora"));
     EXPECT_THAT(notices_, ElementsAre("guide: left out events without a name: 2"));
+}
+
+TEST_F(XmltvWriter, CountsProgrammesThatBeginTogetherWithANewerOne) {
+    given(schedule(event_at(1, 0x200000, "Jornal")) +
+          schedule(event_at(2, 0x200000, "Edição extra") + event_at(3, 0x200000, "Novela"),
+                   {0, 1, 8, 8}));
+    EXPECT_EQ(titles().size(), 1u);
+    EXPECT_THAT(notices_, ElementsAre("guide: left out programmes at the same time as another: 2"));
+}
+
+TEST_F(XmltvWriter, SaysThatThereAreNoProgrammes) {
+    written();
+    EXPECT_THAT(notices_, ElementsAre("guide: no programmes"));
+}
+
+TEST_F(XmltvWriter, SaysThatThereAreNoProgrammesOfTheServicesThatAreWanted) {
+    given(eit(hd_service));
+    written({{}, {mobile_service}});
+    EXPECT_THAT(notices_, testing::Contains("guide: no programmes"));
 }
 
 TEST_F(XmltvWriter, SaysNothingWhenNothingIsLeftOut) {
@@ -342,6 +366,73 @@ TEST_F(XmltvWriter, IgnoresSectionsThatAreNotYetValid) {
     EXPECT_THAT(titles(), ElementsAre("Jornal"));
 }
 
+// --- Event identifiers that are used again ---
+
+class XmltvEventIds : public XmltvWriter {
+protected:
+    static bytes film() {
+        return event(1, utc_time(day, 0x180000), 0x020000, 0, 0,
+                     describe_short_event("por", "Filme", "Terror.") +
+                         describe_parental_ratings(parental_rating("BRA", 0x16)));
+    }
+    /// The day after.
+    static bytes cartoon() {
+        return event(1, utc_time(day + 1, 0x090000), 0x003000, 0, 0,
+                     describe_short_event("por", "Desenho", ""));
+    }
+
+    const shown shown_film_ = {"20261121180000 -0300", "20261121200000 -0300", "Filme"};
+    const shown shown_cartoon_ = {"20261122090000 -0300", "20261122093000 -0300", "Desenho"};
+
+    void expect_film_and_cartoon() {
+        EXPECT_THAT(programmes(), ElementsAre(shown_film_, shown_cartoon_));
+        const pugi::xml_node first = guide_.child("tv").child("programme");
+        EXPECT_STREQ(first.child_value("desc"), "Terror.");
+        EXPECT_STREQ(first.child("rating").child_value("value"), "18");
+        const pugi::xml_node second = first.next_sibling("programme");
+        EXPECT_FALSE(second.child("desc"));
+        EXPECT_FALSE(second.child("rating"));
+    }
+};
+
+TEST_F(XmltvEventIds, KeepWhatWasOnAirApartFromWhatComesLater) {
+    given(present_following(film(), event_at(2, 0x200000, "Jornal")) +
+          present_following({}, cartoon(), 1));
+    expect_film_and_cartoon();
+}
+
+TEST_F(XmltvEventIds, KeepWhatIsOnAirApartFromTheSchedule) {
+    given(present_following(film(), {}) + schedule(cartoon()));
+    expect_film_and_cartoon();
+}
+
+TEST_F(XmltvEventIds, LetTheScheduleSupplyWhatWasOnAir) {
+    given(present_following(event_at(1, 0x180000, "Filme"), {}) + schedule(film()) +
+          present_following(cartoon(), {}, 1));
+    expect_film_and_cartoon();
+}
+
+TEST_F(XmltvEventIds, FollowAnEventThatTheScheduleMoves) {
+    given(schedule(film()) + present_following({}, cartoon()));
+    EXPECT_THAT(programmes(), ElementsAre(shown_cartoon_));
+    const pugi::xml_node programme = guide_.child("tv").child("programme");
+    EXPECT_FALSE(programme.child("desc"));
+    EXPECT_FALSE(programme.child("rating"));
+}
+
+TEST_F(XmltvEventIds, AreOfOneProgrammeWhileItsTimesOverlap) {
+    given(present_following(film(), {}) +
+          present_following(event_at(1, 0x195959, "Filme (fim)"), {}, 1));
+    EXPECT_THAT(titles(), ElementsAre("Filme (fim)"));
+    EXPECT_STREQ(first_programme().child_value("desc"), "Terror.");
+}
+
+TEST_F(XmltvEventIds, AreOfTwoProgrammesWhereOneBeginsAsTheOtherEnds) {
+    given(present_following(film(), {}) +
+          present_following(event_at(1, 0x200000, "Jornal"), {}, 1));
+    EXPECT_THAT(titles(), ElementsAre("Filme", "Jornal"));
+}
+
 // --- The clock ---
 
 class XmltvClock : public XmltvWriter {
@@ -380,6 +471,14 @@ TEST_F(XmltvClock, TakesAnOffsetOfThreeHoursOrMoreAsCountedFromUtc) {
 TEST_F(XmltvClock, IgnoresTheOffsetOfAnotherCountry) {
     given(tot_with("ARG", 0x0100));
     EXPECT_EQ(programmes().at(0).start, "20261121200000 -0300");
+}
+
+TEST_F(XmltvClock, IgnoresAnOffsetThatIsNone) {
+    given(tot_with("BRA", 0x0200));
+    for (const int offset : {0x9999, 0x0A00, 0x010A, 0x00A0, 0x0160, 0x1200}) {
+        given(tot_with("BRA", static_cast<std::uint16_t>(offset)));
+        EXPECT_EQ(programmes().at(0).start, "20261121180000 -0500") << std::hex << offset;
+    }
 }
 
 // --- The tool ---
