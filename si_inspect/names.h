@@ -20,7 +20,7 @@ std::string_view running_status(std::uint32_t value);
 
 /// Both nibbles of a content descriptor's first byte: "news, report", "sports", "movie, other".
 std::string genre(std::uint8_t content_nibble);
-/// The upper nibble alone: "news".
+/// The upper nibble alone: "news"; empty where the group has no name.
 std::string_view genre_group(std::uint8_t content_nibble);
 /// Both nibbles, the lower one alone: "report"; empty where its group has no such list.
 std::string_view genre_detail(std::uint8_t content_nibble);
