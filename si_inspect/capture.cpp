@@ -5,6 +5,8 @@
 
 namespace orvix::si_inspect {
 
+using namespace broadcast;
+
 namespace {
 
 constexpr std::uint16_t pat_pid = 0x0000;
@@ -29,7 +31,7 @@ std::size_t pid_of(const section_feed::packet& p) {
 
 }  // namespace
 
-capture::capture(std::string name, inspector& to, const section_feed::gate_options& options)
+capture::capture(std::string name, tables_view& to, const section_feed::gate_options& options)
     : name_(std::move(name)),
       to_(to),
       collector_([this](const section_feed::section& found) { take(found); },

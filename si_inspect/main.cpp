@@ -1,8 +1,8 @@
-#include "inspect.h"
 #include "options.h"
+#include "run.h"
 
 int main(int argc, char** argv) {
     using namespace orvix::si_inspect;
     const parsed_options parsed = parse_options(argc, argv);
-    return parsed.exit_status ? *parsed.exit_status : inspect(parsed.options);
+    return parsed.exit_status ? *parsed.exit_status : run(parsed.options);
 }

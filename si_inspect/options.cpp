@@ -7,6 +7,8 @@
 
 namespace orvix::si_inspect {
 
+using namespace broadcast;
+
 namespace {
 
 constexpr const char* description =

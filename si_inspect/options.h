@@ -1,5 +1,6 @@
 #pragma once
 
+#include <broadcast/times.h>
 #include <log/orvix_log.h>
 
 #include <cstdint>
@@ -8,8 +9,6 @@
 #include <set>
 #include <string>
 #include <vector>
-
-#include "times.h"
 
 namespace orvix::si_inspect {
 
@@ -30,7 +29,7 @@ struct options {
 
     output_format format = output_format::text;
     std::string output;  ///< path; empty: the standard output
-    std::optional<si_inspect::utc_offset> utc_offset;
+    std::optional<broadcast::utc_offset> utc_offset;
     color_choice color = color_choice::automatic;
     bool totals = false;  ///< in the output
     bool verbose = false;

@@ -4,6 +4,8 @@
 
 namespace orvix::si_inspect {
 
+using namespace broadcast;
+
 namespace {
 
 constexpr std::size_t header_bytes = 3;  // up to section_length

@@ -6,16 +6,16 @@
 #include <string>
 #include <vector>
 
-#include "inspector.h"
+#include "tables_view.h"
 
 namespace orvix::si_inspect {
 
-/// Bare sections, one behind the other, on their way to the inspector: each is as long as its
+/// Bare sections, one behind the other, on their way to the tables_view: each is as long as its
 /// section_length says.
 class section_file {
 public:
     /// `name` is what places give as their file. `to` must outlive the object.
-    section_file(std::string name, inspector& to, const section_feed::gate_options& options)
+    section_file(std::string name, tables_view& to, const section_feed::gate_options& options)
         : name_(std::move(name)), to_(to), options_(options) {}
 
     /// Room for the file's next bytes, and then how many of them there are.
@@ -23,7 +23,7 @@ public:
     void filled(std::size_t size);
     /// No more bytes come: a section that is not whole by now is lost.
     void end();
-    /// Adds what was lost to the inspector's counts. Call it last.
+    /// Adds what was lost to the tables_view's counts. Call it last.
     void count();
 
     /// Sections of tables that the library decodes.
@@ -33,7 +33,7 @@ private:
     void take(std::size_t begin, std::size_t size);
 
     std::string name_;
-    inspector& to_;
+    tables_view& to_;
     section_feed::gate_options options_;
     std::vector<std::uint8_t> bytes_;  ///< from the first section that is not whole yet, then room
     std::size_t used_ = 0;             ///< of them, those that are the file's

@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "display.h"
-#include "fields.h"
+#include "writers/fields.h"
 
 namespace orvix::si_inspect {
 

@@ -1,14 +1,17 @@
+#include <broadcast/names.h>
 #include <capture.h>
-#include <fields.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <names.h>
+#include <writers/fields.h>
 
 #include <algorithm>
 
 #include "broadcast.h"
 
 namespace orvix::si_inspect {
+
+using namespace broadcast;
+
 namespace {
 
 using namespace test;
@@ -43,13 +46,13 @@ protected:
 
     std::vector<std::string> shown(const stream_writer& stream) {
         noting_writer writer;
-        inspector inspector(how, writer, [](const place&, const refusal&) {});
-        capture capture("", inspector, {how.check_crc});
+        tables_view view(how, writer, [](const place&, const refusal&) {});
+        capture capture("", view, {how.check_crc});
         const bytes all = stream.stream();
         feed(capture, all.data(), all.size());
         capture.end();
         capture.count();
-        counts = inspector.counts();
+        counts = view.counts();
         return writer.noted;
     }
 
@@ -269,15 +272,15 @@ TEST_F(Capture, CountsPacketsPidsLossesAndSkippedBytes) {
     stream.section(0x0011, sdt()).skip_counter(0x0011).section(0x0011, sdt()).null_packets(8);
     bytes all = bytes(100, 0xAA) + stream.stream();
     noting_writer writer;
-    inspector inspector(how, writer, [](const place&, const refusal&) {});
-    capture capture("", inspector, {});
+    tables_view view(how, writer, [](const place&, const refusal&) {});
+    capture capture("", view, {});
     for (const std::uint8_t& byte : all) feed(capture, &byte, 1);
     capture.end();
     capture.count();
-    EXPECT_EQ(inspector.counts().packets, 10u);
-    EXPECT_EQ(inspector.counts().pids.count(), 2u);
-    EXPECT_EQ(inspector.counts().skipped_bytes, 100u);
-    EXPECT_EQ(inspector.counts().dropped[0x0011][section_feed::drop_reason::discontinuity], 1u);
+    EXPECT_EQ(view.counts().packets, 10u);
+    EXPECT_EQ(view.counts().pids.count(), 2u);
+    EXPECT_EQ(view.counts().skipped_bytes, 100u);
+    EXPECT_EQ(view.counts().dropped[0x0011][section_feed::drop_reason::discontinuity], 1u);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
-#include "xmltv_writer.h"
+#include "writers/xmltv_writer.h"
 
+#include <broadcast/table_decoder.h>
 #include <gmock/gmock.h>
 
 #include <cstdlib>
@@ -7,10 +8,12 @@
 
 #include "broadcast.h"
 #include "log_capture.h"
-#include "table_decoder.h"
 #include "tool.h"
 
 namespace orvix::si_inspect {
+
+using namespace broadcast;
+
 namespace {
 
 using namespace orvix::test;

@@ -1,0 +1,241 @@
+#include "names.h"
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+
+namespace orvix::broadcast::names {
+
+namespace {
+
+constexpr std::string_view reserved = "reserved";
+
+struct entry {
+    std::uint32_t first;
+    std::uint32_t last;
+    std::string_view name;
+};
+
+/// The name of the first range that holds `value`.
+template <std::size_t size>
+constexpr std::string_view lookup(const entry (&table)[size], std::uint32_t value,
+                                  std::string_view otherwise = reserved) {
+    for (const entry& e : table) {
+        if (value >= e.first && value <= e.last) return e.name;
+    }
+    return otherwise;
+}
+
+constexpr entry table_ids[] = {
+    {0x00, 0x00, "program association"},
+    {0x02, 0x02, "program map"},
+    {0x40, 0x40, "network information, actual network"},
+    {0x41, 0x41, "network information, other network"},
+    {0x42, 0x42, "service description, actual transport stream"},
+    {0x46, 0x46, "service description, other transport stream"},
+    {0x4E, 0x4E, "present and following events, actual transport stream"},
+    {0x4F, 0x4F, "present and following events, other transport stream"},
+    {0x50, 0x5F, "schedule, actual transport stream"},
+    {0x60, 0x6F, "schedule, other transport stream"},
+    {0x70, 0x70, "time and date"},
+    {0x73, 0x73, "time offset"},
+    {0x74, 0x74, "application information"},
+};
+
+constexpr entry table_kinds[] = {
+    {0x00, 0x00, "pat"}, {0x02, 0x02, "pmt"}, {0x40, 0x41, "nit"},
+    {0x42, 0x42, "sdt"}, {0x46, 0x46, "sdt"}, {0x4E, 0x6F, "eit"},
+    {0x70, 0x70, "tdt"}, {0x73, 0x73, "tot"}, {0x74, 0x74, "ait"},
+};
+
+constexpr entry stream_types[] = {
+    {0x01, 0x01, "MPEG-1 video"},
+    {0x02, 0x02, "MPEG-2 video"},
+    {0x03, 0x03, "MPEG-1 audio"},
+    {0x04, 0x04, "MPEG-2 audio"},
+    {0x05, 0x05, "private sections"},
+    {0x06, 0x06, "private PES (closed captions)"},
+    {0x0B, 0x0B, "DSM-CC type B"},
+    {0x0C, 0x0C, "DSM-CC stream events"},
+    {0x0D, 0x0D, "DSM-CC type D"},
+    {0x0F, 0x0F, "AAC audio (ADTS)"},
+    {0x11, 0x11, "AAC audio (LATM)"},
+    {0x1B, 0x1B, "H.264 video"},
+    {0x24, 0x24, "HEVC video"},
+    {0x81, 0x81, "AC-3 audio or private"},
+    {0x83, 0x83, "E-AC-3 audio or private"},
+};
+
+constexpr entry component_tags[] = {
+    {0x00, 0x00, "main video"},     {0x01, 0x0F, "video"},
+    {0x10, 0x10, "main audio"},     {0x11, 0x2F, "audio"},
+    {0x30, 0x37, "captions"},       {0x38, 0x3F, "superimposed text"},
+    {0x40, 0x40, "main carousel"},  {0x41, 0x6F, "carousel"},
+    {0x70, 0x7F, "event messages"}, {0x80, 0x80, "data carousel"},
+    {0x81, 0x82, "1-seg video"},    {0x83, 0x86, "1-seg audio"},
+    {0x87, 0x87, "1-seg captions"}, {0x88, 0x88, "1-seg superimposed text"},
+    {0x90, 0x91, "1-seg audio"},
+};
+
+constexpr entry service_types[] = {
+    {0x01, 0x01, "digital television"}, {0x02, 0x02, "digital radio"},
+    {0xA1, 0xA1, "special video"},      {0xA2, 0xA2, "special audio"},
+    {0xA3, 0xA3, "special data"},       {0xA4, 0xA4, "engineering"},
+    {0xA5, 0xA5, "promotion video"},    {0xA6, 0xA6, "promotion audio"},
+    {0xA7, 0xA7, "promotion data"},     {0xA8, 0xA9, "data for storage"},
+    {0xAA, 0xAA, "bookmark list"},      {0xC0, 0xC0, "data"},
+};
+
+constexpr entry running_statuses[] = {
+    {0, 0, "undefined"}, {1, 1, "not running"}, {2, 2, "starts in a few seconds"},
+    {3, 3, "pausing"},   {4, 4, "running"},     {5, 5, "off-air"},
+};
+
+/// 0xD has no name of its own, only details.
+constexpr entry genre_groups[] = {
+    {0x0, 0x0, "news"},        {0x1, 0x1, "sports"},
+    {0x2, 0x2, "educational"}, {0x3, 0x3, "soap opera"},
+    {0x4, 0x4, "mini-series"}, {0x5, 0x5, "series"},
+    {0x6, 0x6, "variety"},     {0x7, 0x7, "reality show"},
+    {0x8, 0x8, "information"}, {0x9, 0x9, "comedy"},
+    {0xA, 0xA, "children"},    {0xB, 0xB, "erotic"},
+    {0xC, 0xC, "movie"},       {0xD, 0xD, ""},
+    {0xE, 0xE, "debate"},      {0xF, 0xF, "other"},
+};
+
+/// By the whole byte.
+constexpr entry genre_details[] = {
+    {0x00, 0x00, "news"},        {0x01, 0x01, "report"},           {0x02, 0x02, "documentary"},
+    {0x03, 0x03, "biography"},   {0x60, 0x60, "auditorium"},       {0x61, 0x61, "show"},
+    {0x62, 0x62, "musical"},     {0x63, 0x63, "making of"},        {0x64, 0x64, "feminine"},
+    {0x65, 0x65, "game show"},   {0x80, 0x80, "cooking"},          {0x81, 0x81, "fashion"},
+    {0x82, 0x82, "country"},     {0x83, 0x83, "health"},           {0x84, 0x84, "travel"},
+    {0xD0, 0xD0, "raffle"},      {0xD1, 0xD1, "television sales"}, {0xD2, 0xD2, "prizing"},
+    {0xE0, 0xE0, "discussion"},  {0xE1, 0xE1, "interview"},        {0xF0, 0xF0, "adult cartoon"},
+    {0xF1, 0xF1, "interactive"}, {0xF2, 0xF2, "policy"},           {0xF3, 0xF3, "religion"},
+    {0xFE, 0xFE, "engineering"},
+};
+
+constexpr entry rating_ages[] = {
+    {1, 1, "L"}, {2, 2, "10"}, {3, 3, "12"}, {4, 4, "14"}, {5, 5, "16"}, {6, 6, "18"},
+};
+
+constexpr entry application_types[] = {
+    {0x0001, 0x0001, "Ginga-J"},
+    {0x0006, 0x0006, "ACAP-J"},
+    {0x0007, 0x0007, "ARIB-BML"},
+    {0x0009, 0x0009, "Ginga-NCL"},
+};
+
+constexpr entry application_control_codes[] = {
+    {1, 1, "AUTOSTART"}, {2, 2, "PRESENT"}, {3, 3, "DESTROY"}, {4, 4, "KILL"},
+    {5, 5, "PREFETCH"},  {6, 6, "REMOTE"},  {7, 7, "UNBOUND"}, {8, 8, "PLAYBACK_AUTOSTART"},
+};
+
+constexpr entry visibilities[] = {
+    {0, 0, "none"},
+    {1, 1, "applications only"},
+    {3, 3, "full"},
+};
+
+constexpr entry protocol_ids[] = {
+    {1, 1, "object carousel"},
+    {2, 2, "IP"},
+    {4, 4, "data carousel"},
+};
+
+constexpr unsigned int high_nibble(unsigned int byte) { return byte >> 4 & 0xF; }
+constexpr unsigned int low_nibble(unsigned int byte) { return byte & 0xF; }
+
+}  // namespace
+
+std::string_view table_id(std::uint32_t value) { return lookup(table_ids, value); }
+std::string_view table_kind(std::uint32_t table_id) { return lookup(table_kinds, table_id, ""); }
+std::string_view stream_type(std::uint32_t value) { return lookup(stream_types, value); }
+std::string_view component_tag(std::uint32_t value) { return lookup(component_tags, value); }
+std::string_view service_type(std::uint32_t value) { return lookup(service_types, value); }
+std::string_view running_status(std::uint32_t value) { return lookup(running_statuses, value); }
+
+std::string_view genre_group(std::uint8_t content_nibble) {
+    return lookup(genre_groups, high_nibble(content_nibble));
+}
+
+std::string_view genre_detail(std::uint8_t content_nibble) {
+    const unsigned int group = high_nibble(content_nibble);
+    constexpr unsigned int other = 0xF;
+    if (low_nibble(content_nibble) == other) return "other";
+    const bool has_list =
+        std::any_of(std::begin(genre_details), std::end(genre_details),
+                    [&](const entry& e) { return high_nibble(e.first) == group; });
+    return lookup(genre_details, content_nibble, has_list ? reserved : "");
+}
+
+std::string genre(std::uint8_t content_nibble) {
+    std::string group(genre_group(content_nibble));
+    std::string detail(genre_detail(content_nibble));
+    if (detail.empty()) return group;
+    if (group.empty()) return detail;
+    const bool says_it_already = group.find(detail) != std::string::npos;
+    return says_it_already ? detail : group + ", " + detail;
+}
+
+std::string_view rating_age(std::uint8_t value) { return lookup(rating_ages, low_nibble(value)); }
+
+namespace {
+
+std::string brazilian_rating(std::uint8_t value) {
+    constexpr struct {
+        unsigned int bit;
+        std::string_view name;
+    } contents[] = {{0x10, "drugs"}, {0x20, "violence"}, {0x40, "sex"}};
+    std::string name(rating_age(value));
+    for (const auto& content : contents) {
+        if ((value & content.bit) != 0) name.append(", ").append(content.name);
+    }
+    return name;
+}
+
+}  // namespace
+
+std::string rating(std::string_view country_code, std::uint8_t value) {
+    if (country_code == "BRA") return brazilian_rating(value);
+    if (value == 0) return "undefined";
+    if (value > 0x0F) return "defined by the broadcaster";
+    return "from " + std::to_string(value + 3) + " years";
+}
+
+std::string application_type(std::uint32_t value) {
+    constexpr std::uint32_t test_application_flag = 0x8000;
+    std::string name(lookup(application_types, value & ~test_application_flag));
+    if ((value & test_application_flag) != 0) name += ", test";
+    return name;
+}
+
+std::string_view application_control_code(std::uint32_t value) {
+    return lookup(application_control_codes, value);
+}
+std::string_view visibility(std::uint32_t value) { return lookup(visibilities, value); }
+std::string_view protocol_id(std::uint32_t value) { return lookup(protocol_ids, value); }
+
+std::string language(std::uint32_t value) {
+    std::string letters;
+    for (const int shift : {16, 8, 0}) {
+        const char letter = static_cast<char>(value >> shift & 0xFF);
+        const bool is_letter = (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
+        if (!is_letter) return std::string(reserved);
+        letters += letter;
+    }
+    return letters;
+}
+
+std::string bcd_time(std::uint32_t value) {
+    std::string digits;
+    for (const int shift : {12, 8, 4, 0}) {
+        const std::uint32_t digit = value >> shift & 0xF;
+        if (digit > 9) return std::string(reserved);
+        digits += static_cast<char>('0' + digit);
+    }
+    return digits.insert(2, ":");
+}
+
+}  // namespace orvix::broadcast::names

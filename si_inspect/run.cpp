@@ -1,0 +1,247 @@
+#include "run.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "capture.h"
+#include "display.h"
+#include "input.h"
+#include "interruption.h"
+#include "output.h"
+#include "progress.h"
+#include "section_file.h"
+#include "tables_view.h"
+#include "writers/json_writer.h"
+#include "writers/text_writer.h"
+#include "writers/xmltv_writer.h"
+
+namespace orvix::si_inspect {
+
+using namespace broadcast;
+
+namespace {
+
+// Large enough that a read costs nothing beside what is done with its bytes, small enough that
+// these are still in the processor's cache then.
+constexpr std::size_t read_bytes = 128 * 1024;
+
+void complain(const std::string& sentence) {
+    std::fprintf(stderr, "si_inspect: %s\n", sentence.c_str());
+}
+
+/// What the caller has closed must not be taken by a file or pipe of the program's own. Opened so
+/// that its use still fails.
+void fill_closed_standard_streams() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        const bool is_closed = fcntl(descriptor, F_GETFD) < 0 && errno == EBADF;
+        if (is_closed) open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+    }
+}
+
+bool terminal_is_dumb() {
+    const char* const terminal = std::getenv("TERM");
+    return terminal == nullptr || std::string_view(terminal) == "dumb";
+}
+
+bool wants_color(const options& how, const output& to) {
+    if (how.color != color_choice::automatic) return how.color == color_choice::always;
+    const char* const no_color = std::getenv("NO_COLOR");
+    const bool unwanted = no_color != nullptr && *no_color != '\0';
+    return to.is_terminal() && !unwanted && !terminal_is_dumb();
+}
+
+std::unique_ptr<writer> make_writer(const options& how, output& to) {
+    const utc_offset offset = how.utc_offset.value_or(brasilia);
+    switch (how.format) {
+        case output_format::text:
+            return std::make_unique<text_writer>(
+                to, text_writer::settings{offset, wants_color(how, to), how.verbose});
+        case output_format::json:
+            return std::make_unique<json_writer>(to, offset);
+        case output_format::xmltv:
+            return std::make_unique<xmltv_writer>(
+                to, xmltv_writer::settings{how.utc_offset, how.services},
+                [&how](const std::string& sentence) {
+                    if (!how.quiet) complain(sentence);
+                });
+    }
+    return nullptr;
+}
+
+void configure_log(const options& how) {
+    OrvixLog::reporting_level() = how.log_level;
+    OrvixLog::output_stream() = stderr;
+    if (how.log_categories.empty()) return;
+    for (const std::string& category : how.log_categories) {
+        OrvixLog::add_enabled_category(category);
+    }
+    OrvixLog::set_only_enabled(true);
+}
+
+/// Keeps the bar out of the way of what is written to the terminal.
+class writer_over_progress : public writer {
+public:
+    writer_over_progress(std::unique_ptr<writer> to, std::unique_ptr<progress>& bar)
+        : to_(std::move(to)), bar_(bar) {}
+
+    void table(const place& where, const table_ref& table) override {
+        bar_->hide();
+        to_->table(where, table);
+    }
+    void refused(const place& where, const refusal& what) override {
+        bar_->hide();
+        to_->refused(where, what);
+    }
+    void finish(const totals* counts) override { to_->finish(counts); }
+
+private:
+    std::unique_ptr<writer> to_;
+    std::unique_ptr<progress>& bar_;
+};
+
+/// One run of the program over all its inputs.
+class reading {
+public:
+    explicit reading(const options& how)
+        : how_(how),
+          to_(how.output.empty() ? std::make_unique<output>()
+                                 : std::make_unique<output>(how.output)),
+          writer_(make_writer(how, *to_), bar_),
+          view_(how, writer_,
+                [this](const place& where, const refusal& what) { report(where, what); }) {}
+
+    int all() {
+        for (const std::string& path : paths()) {
+            if (is_over()) break;
+            try {
+                one(path);
+            } catch (const input_error& e) {
+                bar_->hide();
+                complain(e.what());
+                failed_ = true;
+            }
+        }
+        finish();
+        if (failed_) return exit_input;
+        return how_.strict && !view_.counts().complete() ? exit_incomplete : exit_ok;
+    }
+
+private:
+    std::vector<std::string> paths() const {
+        return how_.inputs.empty() ? std::vector<std::string>{"-"} : how_.inputs;
+    }
+
+    void one(const std::string& path) {
+        input from(path);
+        const bool several = how_.inputs.size() > 1;
+        view_.begin_input();
+        show_progress_of(from);
+        const std::string file = several ? path : std::string();
+        const section_feed::gate_options gate = {how_.check_crc};
+        if (how_.sections) {
+            section_file sections(file, view_, gate);
+            const std::uint64_t bytes = read_all(from, sections);
+            if (sections.admitted() == 0)
+                complain_of(from, bytes, "no section that can be decoded");
+        } else {
+            capture stream(file, view_, gate);
+            const std::uint64_t bytes = read_all(from, stream);
+            if (stream.packets() == 0) complain_of(from, bytes, "not a transport stream");
+        }
+    }
+
+    /// Returns how many bytes there were.
+    template <typename Reader>
+    std::uint64_t read_all(input& from, Reader& to) {
+        std::uint64_t bytes = 0;
+        try {
+            while (!is_over()) {
+                const std::size_t count = from.read(to.room(read_bytes), read_bytes);
+                if (count == 0) break;
+                bytes += count;
+                to.filled(count);
+                bar_->update(bytes);
+            }
+            // What the user has cut short is not lost.
+            if (!is_over()) to.end();
+            // A stream may end at any time, but of a file the output would not be whole.
+            const bool cut_short = interruption::happened() && from.size() && bytes < *from.size();
+            if (cut_short && !how_.output.empty()) throw input_error(from.name() + ": interrupted");
+        } catch (const input_error&) {
+            to.count();
+            throw;
+        }
+        to.count();
+        bar_->hide();
+        return bytes;
+    }
+
+    /// Whether the user wants no more.
+    bool is_over() const { return interruption::happened() || view_.done(); }
+
+    /// Nothing was found, and the user did not stop it.
+    static void complain_of(const input& from, std::uint64_t bytes, const std::string& what) {
+        if (interruption::happened()) return;
+        if (bytes == 0) throw input_error(from.name() + ": empty");
+        throw input_error(from.name() + ": " + what + " (" + std::to_string(bytes) +
+                          " bytes read)");
+    }
+
+    void show_progress_of(const input& from) {
+        const bool wanted =
+            !how_.quiet && from.size() && isatty(STDERR_FILENO) == 1 && !terminal_is_dumb();
+        bar_ = wanted ? std::make_unique<progress>(*from.size()) : std::make_unique<progress>();
+    }
+
+    /// In the formats that have no place for it.
+    void report(const place& where, const refusal& what) const {
+        if (how_.quiet || how_.format == output_format::json) return;
+        std::string found = where.file.empty() ? "" : printable(where.file) + ": ";
+        if (where.pid) found += name_of_pid(*where.pid) + ", ";
+        found += (where.pid ? "packet " : "section ") + std::to_string(where.number);
+        complain(found + ": refused: " + what.why.text());
+    }
+
+    void finish() {
+        const totals& counts = view_.counts();
+        writer_.finish(how_.totals ? &counts : nullptr);
+        // What stood at the path before is better than what lacks an input.
+        if (!failed_) to_->commit();
+        if (!how_.quiet && !how_.totals) std::fputs(to_text(counts).c_str(), stderr);
+    }
+
+    const options& how_;
+    std::unique_ptr<output> to_;
+    std::unique_ptr<progress> bar_ = std::make_unique<progress>();
+    writer_over_progress writer_;
+    tables_view view_;
+    bool failed_ = false;
+};
+
+}  // namespace
+
+int run(const options& how) try {
+    if (how.inputs.empty() && isatty(STDIN_FILENO) == 1) {
+        complain("name a file, or pipe a stream in (si_inspect --help says more)");
+        return exit_usage;
+    }
+    fill_closed_standard_streams();
+    configure_log(how);
+    interruption::watch();
+    return reading(how).all();
+} catch (const output_closed&) {
+    return exit_ok;
+} catch (const std::exception& e) {
+    complain(e.what());
+    return exit_input;
+}
+
+}  // namespace orvix::si_inspect

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <broadcast/times.h>
+
+#include "output.h"
+#include "writers/writer.h"
+
+namespace orvix::si_inspect {
+
+/// JSON Lines: one object for each section, complete before it is written
+/// (docs/si_inspect.schema.json).
+class json_writer : public writer {
+public:
+    json_writer(output& to, broadcast::utc_offset offset) : to_(to), offset_(offset) {}
+
+    void table(const broadcast::place& where, const broadcast::table_ref& table) override;
+    void refused(const broadcast::place& where, const broadcast::refusal& what) override;
+    void finish(const totals* counts) override;
+
+private:
+    output& to_;
+    broadcast::utc_offset offset_;
+};
+
+}  // namespace orvix::si_inspect

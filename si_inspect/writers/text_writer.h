@@ -1,0 +1,32 @@
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "output.h"
+#include "writers/fields.h"
+#include "writers/writer.h"
+
+namespace orvix::si_inspect {
+
+/// For people: a block of aligned lines for each section, with the library's field names and the
+/// raw value beside what it means.
+class text_writer : public writer {
+public:
+    struct settings {
+        broadcast::utc_offset offset = broadcast::brasilia;
+        bool color = false;
+        bool notes = false;  ///< where the library reads otherwise than the broadcast standards
+    };
+    text_writer(output& to, const settings& how) : to_(to), how_(how) {}
+
+    void table(const broadcast::place& where, const broadcast::table_ref& table) override;
+    void finish(const totals* counts) override;
+
+private:
+    output& to_;
+    settings how_;
+    bool first_ = true;
+};
+
+}  // namespace orvix::si_inspect

@@ -1,0 +1,44 @@
+#include <broadcast/times.h>
+#include <gtest/gtest.h>
+
+namespace orvix::broadcast {
+namespace {
+
+using std::chrono::minutes;
+
+TEST(Times, ShowTheBroadcastsClockAndItsOffset) {
+    EXPECT_EQ(iso_time(1795293000, brasilia), "2026-11-21T20:30:00-03:00");
+    EXPECT_EQ(iso_time(1795293000, minutes(330)), "2026-11-21T20:30:00+05:30");
+    EXPECT_EQ(iso_time(0, minutes(0)), "1970-01-01T00:00:00+00:00");
+}
+
+TEST(Times, BeforeTheEpochAreShownAsTheLibraryWrapsThem) {
+    EXPECT_EQ(iso_time(-1, brasilia), "1969-12-31T23:59:59-03:00");
+}
+
+TEST(Times, UndefinedOnesAreCalledSo) {
+    EXPECT_EQ(iso_time(undefined_time, brasilia), "undefined");
+    EXPECT_EQ(iso_duration(undefined_duration), "undefined");
+    EXPECT_EQ(clock_duration(undefined_duration), "undefined");
+}
+
+TEST(Times, DurationsLeaveOutWhatIsZero) {
+    EXPECT_EQ(iso_duration(6330), "PT1H45M30S");
+    EXPECT_EQ(iso_duration(3600), "PT1H");
+    EXPECT_EQ(iso_duration(60), "PT1M");
+    EXPECT_EQ(iso_duration(0), "PT0S");
+}
+
+TEST(Times, DurationsOnAClockKeepTheirZeros) {
+    EXPECT_EQ(clock_duration(6330), "1:45:30");
+    EXPECT_EQ(clock_duration(0), "0:00:00");
+    EXPECT_EQ(clock_duration(100 * 3600 + 61), "100:01:01");
+}
+
+TEST(Times, OffsetsHaveHoursAndMinutes) {
+    EXPECT_EQ(iso_offset(minutes(-210)), "-03:30");
+    EXPECT_EQ(iso_offset(minutes(0)), "+00:00");
+}
+
+}  // namespace
+}  // namespace orvix::broadcast
