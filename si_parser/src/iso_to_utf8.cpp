@@ -1,8 +1,9 @@
 #include <si_parser/iso_to_utf8.h>
 
+#include <algorithm>
 #include <array>
+#include <cstddef>
 #include <cstdint>
-#include <memory>
 
 namespace orvix::si_parser {
 
@@ -88,6 +89,35 @@ inline unsigned int put(const utf8_form& form, char* out) {
     return form.size;
 }
 
+/// How far a conversion has come.
+struct position {
+    const unsigned char* in;
+    char* out;
+};
+
+/// Converts a run. An escape in its last position takes the byte behind it. Well-formed texts never
+/// end so; what receivers make of the others stays.
+position convert(const unsigned char* p, const unsigned char* end, char* out) {
+    for (; p < end; ++p) {
+        const utf8_form& form = single_bytes[*p];
+        if (form.size == 1) {  // nearly every byte of a text
+            *out++ = form.bytes[0];
+        } else if (*p == escape) {
+            out += put(symbols[*++p], out);
+        } else {
+            out += put(form, out);
+        }
+    }
+    return {p, out};
+}
+
+/// How many bytes `convert` writes.
+std::size_t size_of_text(const unsigned char* p, const unsigned char* end) {
+    std::size_t size = 0;
+    for (; p < end; ++p) size += *p == escape ? symbols[*++p].size : single_bytes[*p].size;
+    return size;
+}
+
 }  // namespace
 
 unsigned int iso_to_utf8(unsigned char c, char* out) { return put(single_bytes[c], out); }
@@ -97,36 +127,30 @@ unsigned int escaped_iso_to_utf8(char c, char* out) {
 }
 
 void iso_to_utf8(const char* in, unsigned int in_len, char* out, unsigned int* out_len) {
-    const auto* p = reinterpret_cast<const unsigned char*>(in);
-    const unsigned char* const end = p + in_len;
-    char* o = out;
-    for (; p < end; ++p) {
-        const utf8_form& form = single_bytes[*p];
-        if (form.size == 1) {  // nearly every byte of a text
-            *o++ = form.bytes[0];
-        } else if (*p == escape) {
-            // An escape in the last position takes the byte behind the run. Well-formed texts never
-            // end so; what receivers make of the others stays.
-            ++p;
-            o += put(symbols[*p], o);
-        } else {
-            o += put(form, o);
-        }
-    }
-    *out_len = static_cast<unsigned int>(o - out);
+    const auto* const begin = reinterpret_cast<const unsigned char*>(in);
+    const unsigned char* const end = begin + in_len;
+    *out_len = static_cast<unsigned int>(convert(begin, end, out).out - out);
 }
 
 std::string iso_to_utf8_string(unsigned char* in, unsigned int in_len) {
     // No field of a descriptor is longer; other callers' texts may be.
     constexpr unsigned int longest_field = 255;
-    std::array<char, 3 * longest_field> on_stack;
-    std::unique_ptr<char[]> on_heap;
-    if (in_len > longest_field) on_heap.reset(new char[std::size_t{3} * in_len]);
-    char* const out = on_heap ? on_heap.get() : on_stack.data();
+    std::array<char, 3 * longest_field> part;
+    if (in_len <= longest_field) {
+        const position reached = convert(in, in + in_len, part.data());
+        return std::string(part.data(), reached.out);
+    }
 
-    unsigned int out_len = 0;
-    iso_to_utf8(reinterpret_cast<const char*>(in), in_len, out, &out_len);
-    return std::string(out, out_len);
+    std::string text;
+    text.reserve(size_of_text(in, in + in_len));
+    const unsigned char* const end = in + in_len;
+    for (const unsigned char* p = in; p < end;) {
+        const auto room = std::min<std::ptrdiff_t>(end - p, longest_field);
+        const position reached = convert(p, p + room, part.data());
+        text.append(part.data(), reached.out);
+        p = reached.in;
+    }
+    return text;
 }
 
 }  // namespace orvix::si_parser

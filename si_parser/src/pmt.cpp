@@ -67,7 +67,7 @@ void pmt::parse(unsigned char* buffer, unsigned int size) {
     }
 }
 
-bool pmt::stream_info_type::is_video() const {
+bool pmt::stream_info_type::is_video() {
     switch (stream_type) {
         case 0x02:
         case 0x1B:
@@ -77,7 +77,7 @@ bool pmt::stream_info_type::is_video() const {
     }
 }
 
-bool pmt::stream_info_type::is_audio() const {
+bool pmt::stream_info_type::is_audio() {
     switch (stream_type) {
         case 0x03:
         case 0x04:
@@ -91,6 +91,6 @@ bool pmt::stream_info_type::is_audio() const {
     }
 }
 
-bool pmt::stream_info_type::is_caption() const { return stream_type == 0x06; }
+bool pmt::stream_info_type::is_caption() { return stream_type == 0x06; }
 
 }  // namespace orvix::si_parser

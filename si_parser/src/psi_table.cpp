@@ -21,12 +21,43 @@ void psi_table::clear() {
     cleared = true;
 }
 
+descriptor_list& psi_table::get_descriptors() { return descriptors; }
+
+descriptor_ptr psi_table::get_descriptor(unsigned int tag) const {
+    return get_descriptor_from(tag, descriptors);
+}
+
+// --- Times ---
+
+time_t psi_table::iso_time_to_time_t(unsigned char* buffer, unsigned int offset) {
+    // No digit is checked: a nibble above 9 counts as its value, and undefined times, all ones, are
+    // seconds like any other. Callers that must tell them apart look at the bytes.
+    const unsigned char* const p = buffer + offset;
+    const unsigned int hours = bcd(p[0]);
+    const unsigned int minutes = bcd(p[1]);
+    const unsigned int seconds = bcd(p[2]);
+    return static_cast<time_t>(hours * 3600 + minutes * 60 + seconds);
+}
+
+time_t psi_table::full_mjd_to_time_t(unsigned char* buffer, unsigned int offset) {
+    constexpr uint32_t mjd_of_1970_01_01 = 40587;
+    constexpr uint32_t seconds_per_day = 86400;
+
+    const uint32_t mjd = u16(buffer + offset);
+    const auto time_of_day = static_cast<uint32_t>(iso_time_to_time_t(buffer, offset + 2));
+    // 32 bits that wrap, also where time_t is wider: receivers and workstations agree.
+    const uint32_t seconds = (mjd - mjd_of_1970_01_01) * seconds_per_day + time_of_day;
+    return static_cast<int32_t>(seconds);
+}
+
 // --- Section header ---
 
 void psi_table::parse_header(unsigned char* buffer, unsigned int size) {
-    // Seven bytes are enough to pass although eight are read. Whole sections never notice; the
-    // bound is part of what receivers accept, so it stays.
+    // Seven bytes are enough to pass although eight are read: the last_section_number of such a
+    // buffer is the byte behind it. Whole sections never notice; the bound is part of what
+    // receivers accept, so it stays.
     if (size < 7) {
+        // Log readers know this statement by its line number, 61.
         ORVIX_LOG(ERROR, "si_parser", "Short buffer, aborting parse");
         throw std::runtime_error("parse_header: short buffer");
     }
@@ -152,12 +183,6 @@ void psi_table::_parse_descriptors_into(unsigned char* loop, unsigned int length
     }
 }
 
-descriptor_list& psi_table::get_descriptors() { return descriptors; }
-
-descriptor_ptr psi_table::get_descriptor(unsigned int tag) const {
-    return get_descriptor_from(tag, descriptors);
-}
-
 descriptor_ptr psi_table::get_descriptor_from(unsigned int tag, descriptor_list list) const {
     for (const descriptor_ptr& d : list) {
         if (d->tag == tag) {
@@ -181,26 +206,6 @@ void psi_table::_hex_dump(unsigned char* buffer, unsigned int size) {
                            << " 0x" << +p[4] << " 0x" << +p[5] << " 0x" << +p[6] << " 0x" << +p[7]);
     }
     ORVIX_LOG(INFO, "isdtv_ts", banner);
-}
-
-// --- Times ---
-
-time_t psi_table::iso_time_to_time_t(const unsigned char* buffer, unsigned int offset) {
-    const unsigned char* const p = buffer + offset;
-    const unsigned int hours = bcd(p[0]);
-    const unsigned int minutes = bcd(p[1]);
-    const unsigned int seconds = bcd(p[2]);
-    return static_cast<time_t>(hours * 3600 + minutes * 60 + seconds);
-}
-
-time_t psi_table::full_mjd_to_time_t(const unsigned char* buffer, unsigned int offset) {
-    constexpr uint32_t mjd_of_1970_01_01 = 40587;
-    constexpr uint32_t seconds_per_day = 86400;
-    const uint32_t mjd = u16(buffer + offset);
-    const auto time_of_day = static_cast<uint32_t>(iso_time_to_time_t(buffer, offset + 2));
-    // 32 bits that wrap, also where time_t is wider: receivers and workstations agree.
-    const uint32_t seconds = (mjd - mjd_of_1970_01_01) * seconds_per_day + time_of_day;
-    return static_cast<int32_t>(seconds);
 }
 
 }  // namespace orvix::si_parser

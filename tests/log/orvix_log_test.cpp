@@ -16,6 +16,7 @@
 #include <ctime>
 #include <functional>
 #include <ios>
+#include <locale>
 #include <regex>
 #include <set>
 #include <stdexcept>
@@ -63,11 +64,14 @@ using testing::IsSubsetOf;
 using testing::Not;
 using testing::SizeIs;
 
-static_assert(std::is_same_v<decltype(OrvixLog::reporting_level()), OrvixLog::Level&>);
-static_assert(std::is_same_v<decltype(OrvixLog::output_stream()), std::FILE*&>);
-static_assert(std::is_same_v<decltype(OrvixLog::can_log("")), bool>);
-static_assert(std::is_same_v<decltype(OrvixLog::to_string(OrvixLog::INFO)), std::string>);
-static_assert(std::is_same_v<decltype(OrvixLog().get(OrvixLog::INFO, "")), std::ostream&>);
+static_assert(std::is_same_v<decltype(&OrvixLog::reporting_level), OrvixLog::Level& (*)()>);
+static_assert(std::is_same_v<decltype(&OrvixLog::output_stream), std::FILE*& (*)()>);
+static_assert(std::is_same_v<decltype(&OrvixLog::can_log), bool (*)(const std::string&)>);
+static_assert(std::is_same_v<decltype(&OrvixLog::to_string), std::string (*)(OrvixLog::Level)>);
+static_assert(std::is_same_v<decltype(&OrvixLog::data), OrvixLog::filter_data* (*)()>);
+static_assert(std::is_same_v<decltype(&OrvixLog::data_locker::get_mutex), pthread_mutex_t& (*)()>);
+static_assert(std::is_same_v<decltype(&OrvixLog::get),
+                             std::ostream& (OrvixLog::*)(OrvixLog::Level, const std::string&)>);
 
 constexpr char bold_red[] = "\x1B[1;31m";
 constexpr char bold_yellow[] = "\x1B[1;33m";
@@ -200,10 +204,11 @@ private:
     std::FILE* stream_;
 };
 
-/// An unbuffered stream that keeps what each single call wrote to it.
+/// A stream that keeps what each write of it held: each single call, or with a buffer all that was
+/// in it when it was flushed.
 class call_recorder {
 public:
-    call_recorder() {
+    explicit call_recorder(int mode = _IONBF) {
         cookie_io_functions_t functions = {};
         functions.write = [](void* calls, const char* text, std::size_t size) {
             static_cast<std::vector<std::string>*>(calls)->emplace_back(text, size);
@@ -211,7 +216,7 @@ public:
         };
         stream_ = fopencookie(&calls_, "w", functions);
         if (stream_ == nullptr) throw std::runtime_error("no recording stream");
-        std::setvbuf(stream_, nullptr, _IONBF, 0);
+        std::setvbuf(stream_, nullptr, mode, mode == _IONBF ? 0 : 1 << 16);
     }
     ~call_recorder() { std::fclose(stream_); }
     call_recorder(const call_recorder&) = delete;
@@ -335,6 +340,54 @@ TEST(LogLine, MayLogFromItsItems) {
     };
     ORVIX_LOG(INFO, "test", logging_item());
     EXPECT_THAT(log.messages(), ElementsAre("inner", "outer"));
+}
+
+/// Groups digits by two and writes a comma for the point.
+class grouping : public std::numpunct<char> {
+    std::string do_grouping() const override { return "\2"; }
+    char do_thousands_sep() const override { return '.'; }
+    char do_decimal_point() const override { return ','; }
+};
+
+TEST(LogLine, IsTheSameUnderAnyGlobalLocale) {
+    log_capture log;
+    const std::locale before =
+        std::locale::global(std::locale(std::locale::classic(), new grouping));
+    ORVIX_LOG(INFO, "test", 1234567 << ' ' << 0.5 << ' ' << std::hex << 0xABCDEF);
+    const int line = __LINE__ - 1;
+    std::locale::global(before);
+
+    EXPECT_THAT(log.messages(), ElementsAre("1234567 0.5 abcdef"));
+    EXPECT_EQ(log.lines().at(0).line, line);
+    EXPECT_EQ(log.lines().at(0).thread, kernel_thread_id());
+}
+
+TEST(LogLine, WithAnItemThatThrowsIsLostWholeAndTheExceptionPasses) {
+    log_capture log;
+    const auto broken = []() -> const char* { throw std::out_of_range("an item's own"); };
+    EXPECT_THROW(ORVIX_LOG(INFO, "test", "a " << broken()), std::out_of_range);
+    ORVIX_LOG(INFO, "test", "next");
+    EXPECT_THAT(log.messages(), ElementsAre("next"));
+}
+
+TEST(LogLine, WithAnItemThatBreaksTheStreamIsLostWhole) {
+    log_capture log;
+    const char* const nothing = nullptr;
+    ORVIX_LOG(INFO, "test", "a " << nothing << " b");
+    ORVIX_LOG(INFO, "test", "next");
+    EXPECT_THAT(log.messages(), ElementsAre("next"));
+}
+
+TEST(LogLine, TakesACategoryOfAnyLengthAndEvaluatesItOnce) {
+    log_capture log;
+    int times = 0;
+    const auto category = [&times] {
+        ++times;
+        return std::string(10000, 'c');
+    };
+    ORVIX_LOG(INFO, category(), "message");
+    EXPECT_EQ(times, 1);
+    EXPECT_EQ(log.lines().at(0).category, std::string(10000, 'c'));
 }
 
 TEST(LogLine, IsOneStatementOfTheLanguage) {
@@ -583,6 +636,20 @@ TEST(LogRedirection, OfAColouredLineTakesTheResetInACallOfItsOwn) {
         statement.get(OrvixLog::ERROR, "test") << "file:1 - message\n";
     }
     EXPECT_THAT(new_stream.calls(), ElementsAre(testing::EndsWith(" - message\n"), default_colour));
+}
+
+TEST(LogRedirection, OfAColouredLineFlushesNewlineAndResetTogether) {
+    terminal old_stream;
+    call_recorder new_stream(_IOFBF);
+    log_capture log;
+    OrvixLog::output_stream() = old_stream.stream();
+    {
+        OrvixLog statement;
+        OrvixLog::output_stream() = new_stream.stream();
+        statement.get(OrvixLog::ERROR, "test") << "file:1 - message\n";
+    }
+    EXPECT_THAT(new_stream.calls(),
+                ElementsAre(testing::EndsWith(std::string(" - message\n") + default_colour)));
 }
 
 TEST(LogRedirection, ToNowhereDropsTheLine) {

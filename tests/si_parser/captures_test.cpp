@@ -113,11 +113,11 @@ std::string span(time_t seconds) { return date_and_time(seconds).substr(11); }
 class Captures : public testing::TestWithParam<const char*> {
 protected:
     void SetUp() override {
+        if (captures().empty()) GTEST_SKIP() << "set ORVIX_CAPTURES to the folder of captures";
         const std::filesystem::path report = captures() / (GetParam() + std::string(".xml"));
         const std::filesystem::path binary = captures() / (GetParam() + std::string(".bin"));
         if (!exists(report) || !exists(binary)) {
-            GTEST_SKIP() << "no capture " << GetParam() << " in " << captures()
-                         << ": set ORVIX_CAPTURES to the folder that has it";
+            GTEST_SKIP() << "no capture " << GetParam() << " in " << captures();
         }
         ASSERT_TRUE(xml_.load_file(report.c_str()));
         sections_ = read_sections(binary);

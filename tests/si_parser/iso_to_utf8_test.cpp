@@ -155,6 +155,15 @@ TEST(IsoToUtf8String, ConvertsTheLongestFieldAndMore) {
     }
 }
 
+TEST(IsoToUtf8String, ConvertsALongRunWhereverItsEscapesStand) {
+    for (std::size_t place = 0; place + 1 < 600; ++place) {
+        bytes run(600, 'a');
+        run[place] = 0x1D;
+        run[place + 1] = 0x47;
+        EXPECT_EQ(text_of(run), std::string(place, 'a') + "™" + std::string(598 - place, 'a'));
+    }
+}
+
 TEST(IsoToUtf8String, ConvertsEveryByteOfARunAsTheSingleByteWould) {
     bytes run;
     std::string expected;

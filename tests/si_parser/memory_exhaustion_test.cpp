@@ -1,6 +1,7 @@
 // What is left of a table when memory runs out while it parses: the n-th allocation fails, for
 // every n until the parse gets through.
 
+#include <failing_allocator.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <isdb_sections.h>
@@ -17,44 +18,12 @@
 
 #include <algorithm>
 #include <cstddef>
-#include <cstdlib>
 #include <new>
 #include <numeric>
 #include <set>
 #include <sstream>
 #include <string>
 #include <vector>
-
-// --- An allocator that counts, and fails when told to ---
-
-namespace {
-
-// The tests have one thread.
-long live_blocks = 0;
-long allocations_until_failure = 0;  // 0: none fails
-
-void* allocate(std::size_t size) {
-    if (allocations_until_failure > 0 && --allocations_until_failure == 0) throw std::bad_alloc();
-    void* const block = std::malloc(size == 0 ? 1 : size);
-    if (block == nullptr) throw std::bad_alloc();
-    ++live_blocks;
-    return block;
-}
-
-void release(void* block) noexcept {
-    if (block == nullptr) return;
-    --live_blocks;
-    std::free(block);
-}
-
-}  // namespace
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void operator delete(void* block) noexcept { release(block); }
-void operator delete[](void* block) noexcept { release(block); }
-void operator delete(void* block, std::size_t) noexcept { release(block); }
-void operator delete[](void* block, std::size_t) noexcept { release(block); }
 
 namespace orvix::si_parser {
 namespace {
@@ -65,15 +34,13 @@ using testing::SizeIs;
 
 /// Parses while the n-th allocation fails. Whether memory ran out.
 bool runs_out_of_memory(psi_table& table, const exact_block& section, long n) {
-    allocations_until_failure = n;
-    bool failed = false;
+    const failing_allocations failing(n);
     try {
         table.parse(section.data(), section.size());
+        return false;
     } catch (const std::bad_alloc&) {
-        failed = true;
+        return true;
     }
-    allocations_until_failure = 0;
-    return failed;
 }
 
 // --- A table's contents, one line per descriptor of its own and per record ---
@@ -243,12 +210,12 @@ private:
 
     template <typename Table>
     static void expect_no_leak(const exact_block& section, long n) {
-        const long live_before = live_blocks;
+        const long live_before = live_blocks();
         {
             Table table;
             runs_out_of_memory(table, section, n);
         }
-        const long live_afterwards = live_blocks;
+        const long live_afterwards = live_blocks();
         EXPECT_EQ(live_afterwards, live_before);
     }
 
@@ -333,6 +300,69 @@ TEST_F(MemoryExhaustion, LeavesNoHalfDescriptorInATot) {
     const bytes start = utc_time(0xC079, 0x124500);
     expect_only_whole_records_and_no_leak<tot>(tot_section(start, names));
     expect_only_whole_records_and_no_leak<tot>(tot_section(start, offsets));
+}
+
+// --- While everything is logged ---
+
+/// A parse during which one allocation fails, the parser's or the logger's.
+struct logged_parse {
+    bool logger_failed = false;
+    bool parser_failed = false;
+    std::vector<std::string> statements;
+};
+
+template <typename Table>
+logged_parse parse_logging(const exact_block& section, long n) {
+    const log_capture log;
+    logged_parse result;
+    Table table;
+    {
+        const failing_allocations failing(n);
+        try {
+            table.parse(section.data(), section.size());
+            result.logger_failed = failing.failed() != 0;
+        } catch (const std::bad_alloc&) {
+            result.parser_failed = true;
+        }
+    }
+    result.statements = log.statements();  // throws where a line is not whole
+    return result;
+}
+
+/// Whether `part` is `whole` with some entries left out.
+bool is_rest_of(const std::vector<std::string>& part, const std::vector<std::string>& whole) {
+    auto at = whole.begin();
+    return std::all_of(part.begin(), part.end(), [&](const std::string& entry) {
+        at = std::find(at, whole.end(), entry);
+        return at != whole.end() && at++ != whole.end();
+    });
+}
+
+TEST(MemoryExhaustionOfALog, LosesWholeLinesAndNothingElse) {
+    const std::string long_name(200, 'n');
+    const exact_block section(sdt_section(
+        0x0720, 0x0720, service(0x20, 4, 0, describe_service(1, "provider", long_name) + unknown)));
+    const std::vector<std::string> everything = parse_logging<sdt>(section, 0).statements;
+    ASSERT_THAT(everything, SizeIs(testing::Gt(6)));
+
+    int lost_lines = 0;
+    int lost_parses = 0;
+    for (long n = 1;; ++n) {
+        const logged_parse result = parse_logging<sdt>(section, n);
+        EXPECT_TRUE(is_rest_of(result.statements, everything))
+            << n << ": " << testing::PrintToString(result.statements);
+        if (result.parser_failed) {
+            ++lost_parses;
+        } else if (result.logger_failed) {
+            EXPECT_THAT(result.statements, SizeIs(everything.size() - 1)) << n;
+            ++lost_lines;
+        } else {
+            EXPECT_EQ(result.statements, everything);
+            break;
+        }
+    }
+    EXPECT_GE(lost_lines, static_cast<int>(everything.size()));
+    EXPECT_GT(lost_parses, 0);
 }
 
 TEST_F(MemoryExhaustion, CannotDisturbATdtWhichAllocatesNothing) {

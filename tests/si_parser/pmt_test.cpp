@@ -7,9 +7,11 @@
 
 #include <boost/smart_ptr/weak_ptr.hpp>
 #include <cstdint>
+#include <memory>
 #include <set>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "table_matchers.h"
@@ -251,6 +253,24 @@ TEST_F(Pmt, ClearKeepsItsNumbers) {
     expect_only_the_programmes_numbers();
     EXPECT_TRUE(table_.cleared);
     EXPECT_TRUE(dropped.expired());
+}
+
+TEST_F(Pmt, ClearLetsGoOfStreamsBeforeProgrammeDescriptors) {
+    std::vector<std::string> farewells;
+    table_.descriptors = {says_farewell("programme", farewells)};
+    table_.streams.push_back({0x0111, 0, 0x1B, "", {says_farewell("stream", farewells)}});
+    table_.clear();
+    EXPECT_THAT(farewells, ElementsAre("stream", "programme"));
+}
+
+TEST_F(Pmt, DestructionLetsGoOfStreamsBeforeProgrammeDescriptors) {
+    std::vector<std::string> farewells;
+    auto table = std::make_unique<pmt>();
+    table->descriptors = {says_farewell("programme", farewells)};
+    table->streams.push_back({0x0111, 0, 0x1B, "", {says_farewell("stream", farewells)}});
+    std::unique_ptr<psi_table> base = std::move(table);
+    base.reset();
+    EXPECT_THAT(farewells, ElementsAre("stream", "programme"));
 }
 
 TEST_F(Pmt, ParseClearsThroughTheVirtualTable) {

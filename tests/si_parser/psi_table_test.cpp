@@ -425,6 +425,18 @@ TEST_F(HexDump, IsNotWrittenBelowInfo) {
     EXPECT_THAT(log.lines(), SizeIs(4));
 }
 
+TEST_F(HexDump, IsNotWrittenWithItsCategoryDisabled) {
+    log_capture log;
+    OrvixLog::add_disabled_category("isdtv_ts");
+    dump(bytes(16), 16);
+    EXPECT_EQ(log.text(), "");
+
+    OrvixLog::remove_disabled_category("isdtv_ts");
+    OrvixLog::add_disabled_category("si_parser");
+    dump(bytes(16), 16);
+    EXPECT_THAT(log.lines(), SizeIs(4));
+}
+
 TEST_F(HexDump, AsksForTheLevelAtEveryLine) {
     log_capture log;
     // A stream that lowers the level when the second line, the first of data, reaches it.

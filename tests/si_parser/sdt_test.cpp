@@ -7,8 +7,10 @@
 
 #include <boost/smart_ptr/weak_ptr.hpp>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include "table_matchers.h"
@@ -305,6 +307,24 @@ TEST_F(Sdt, ClearReachesTheBase) {
     ASSERT_THAT(table_.descriptors, SizeIs(1));
     table_.clear();
     EXPECT_THAT(table_.descriptors, IsEmpty());
+}
+
+TEST_F(Sdt, ClearLetsGoOfServicesBeforeTheTablesOwnDescriptors) {
+    std::vector<std::string> farewells;
+    table_.descriptors = {says_farewell("table", farewells)};
+    table_.services.push_back({1, 0, 0, 4, 0, {says_farewell("service", farewells)}});
+    table_.clear();
+    EXPECT_THAT(farewells, ElementsAre("service", "table"));
+}
+
+TEST_F(Sdt, DestructionLetsGoOfServicesBeforeTheTablesOwnDescriptors) {
+    std::vector<std::string> farewells;
+    auto table = std::make_unique<sdt>();
+    table->descriptors = {says_farewell("table", farewells)};
+    table->services.push_back({1, 0, 0, 4, 0, {says_farewell("service", farewells)}});
+    std::unique_ptr<psi_table> base = std::move(table);
+    base.reset();
+    EXPECT_THAT(farewells, ElementsAre("service", "table"));
 }
 
 TEST_F(Sdt, ParseClearsThroughTheVirtualTable) {

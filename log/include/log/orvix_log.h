@@ -4,9 +4,11 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <optional>
 #include <set>
 #include <sstream>
 #include <string>
+#include <string_view>
 
 #define ORVIX_LOG_EXPORT __attribute__((visibility("default")))
 
@@ -15,17 +17,21 @@
 ///
 ///     ORVIX_LOG(DEBUG, "sdt", "offset " << offset);
 ///
-/// The items are evaluated only when the line is written, `category` twice then. Numbers are
-/// decimal unless an item switches the stream. Nothing is thrown on the statement's own account
-/// while the category is short enough (15 characters) to need no memory.
-#define ORVIX_LOG(LEVEL, category, items)                                                   \
-    do {                                                                                    \
-        if (OrvixLog::LEVEL <= OrvixLog::reporting_level() &&                               \
-            OrvixLog::output_stream() != nullptr && OrvixLog::can_log(category)) {          \
-            OrvixLog orvix_log_statement;                                                   \
-            orvix_log_statement.get(OrvixLog::LEVEL, category)                              \
-                << __FILE__ << ":" << __LINE__ << " - " << items << std::endl; /* NOLINT */ \
-        }                                                                                   \
+/// `category` is evaluated only when level and stream let the line through, the items only when it
+/// is written. Numbers are decimal and never grouped unless an item switches the stream. Nothing is
+/// thrown on the statement's own account; what an item throws passes through, and no line is
+/// written then.
+#define ORVIX_LOG(LEVEL, category, items)                                                \
+    do {                                                                                 \
+        if (OrvixLog::LEVEL <= OrvixLog::reporting_level() &&                            \
+            OrvixLog::output_stream() != nullptr) {                                      \
+            OrvixLog::statement orvix_log_statement(OrvixLog::LEVEL, category, __FILE__, \
+                                                    __LINE__);                           \
+            if (orvix_log_statement.is_let_through()) {                                  \
+                orvix_log_statement.message() << items; /* NOLINT */                     \
+                orvix_log_statement.end();                                               \
+            }                                                                            \
+        }                                                                                \
     } while (false)
 
 /// One logging statement, and the settings that all statements of the process share.
@@ -35,9 +41,9 @@
 ///     13:02:51.417 [812] <si_parser> ERROR: si_parser/src/psi_table.cpp:61 - Short buffer, ...
 ///
 /// that is time, kernel thread id, category, level, source position, message. It is written by the
-/// destructor, with one call, and flushed. Write errors are ignored, a line that there is no memory
-/// for is lost, and errno is left as it was. Use ORVIX_LOG, which builds nothing when the line
-/// would not be written.
+/// destructor, with one call, and flushed, and is the same under any global locale. Write errors
+/// are ignored, and errno is left as it was. A line that cannot be built, above all for lack of
+/// memory, is lost whole. Use ORVIX_LOG, which builds nothing when the line would not be written.
 ///
 /// `reporting_level` and `output_stream` are read and written without a lock: set them before other
 /// threads log. The filters may be changed at any time from any thread.
@@ -77,7 +83,10 @@ public:
     };
 
     /// The most verbose level that is written, at first DEBUG4. Assign through the reference.
-    static Level& reporting_level() { return reporting_level_; }
+    static Level& reporting_level() {
+        static Level level = DEBUG4;
+        return level;
+    }
 
     /// Where lines go, at first the standard output. Assign through the reference; null silences
     /// all logging. The stream stays the caller's.
@@ -114,10 +123,33 @@ public:
     /// returned stream, its newline included.
     std::ostream& get(Level level, const std::string& category);
 
+    class statement;
+
 private:
-    static Level reporting_level_;
+    static filter_data*& shared_data();
+    static filter_data& filters();
 
     std::FILE* stream_;
     bool terminal_ = false;
     std::ostringstream line_;
+};
+
+/// What ORVIX_LOG is made of, kept out of the way of code that does not log; of no use by itself.
+class ORVIX_LOG_EXPORT OrvixLog::statement {
+public:
+    /// Begins the line, source position included, if the filters let it through.
+    __attribute__((cold))
+    statement(Level level, std::string_view category, const char* file, int line) noexcept;
+    /// Writes the line if it was ended.
+    __attribute__((cold)) ~statement();
+    statement(const statement&) = delete;
+    statement& operator=(const statement&) = delete;
+
+    bool is_let_through() const { return log_.has_value(); }
+    std::ostream& message() { return log_->line_; }
+    __attribute__((cold)) void end() noexcept;
+
+private:
+    std::optional<OrvixLog> log_;
+    bool ended_ = false;
 };

@@ -21,9 +21,9 @@ public:
         std::string ISO_639_language_code;
         descriptor_list descriptors;  ///< section order, known tags only
 
-        bool is_video() const;    ///< MPEG-2 (0x02) or H.264 (0x1B)
-        bool is_audio() const;    ///< 0x03, 0x04, 0x0F, 0x11, 0x81 or 0x83
-        bool is_caption() const;  ///< private PES (0x06)
+        bool is_video();    ///< MPEG-2 (0x02) or H.264 (0x1B)
+        bool is_audio();    ///< 0x03, 0x04, 0x0F, 0x11, 0x81 or 0x83
+        bool is_caption();  ///< private PES (0x06)
     };
 
     pmt();

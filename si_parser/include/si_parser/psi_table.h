@@ -85,12 +85,12 @@ public:
     void _hex_dump(unsigned char* buffer, unsigned int size);
 
     /// Seconds of a 3-byte BCD time hhmmss at `buffer + offset`; no digit is checked.
-    static time_t iso_time_to_time_t(const unsigned char* buffer, unsigned int offset);
+    static time_t iso_time_to_time_t(unsigned char* buffer, unsigned int offset);
     /// Seconds since 1970-01-01 00:00:00, on the broadcast's own clock, of a 5-byte date and time
     /// (EN 300 468 Annex C: Modified Julian Date, then BCD hhmmss) at `buffer + offset`. The value
     /// is a signed 32-bit one on every machine and wraps in 2038; an undefined time (all ones) is
     /// converted like any other, to -2138856031.
-    static time_t full_mjd_to_time_t(const unsigned char* buffer, unsigned int offset);
+    static time_t full_mjd_to_time_t(unsigned char* buffer, unsigned int offset);
 };
 
 }  // namespace orvix::si_parser
