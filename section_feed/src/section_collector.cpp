@@ -7,17 +7,14 @@
 #include <stdexcept>
 #include <utility>
 
+#include "packet_fields.h"
+
 namespace orvix::section_feed {
 
 namespace {
 
 constexpr std::size_t largest_section = PSI_PRIVATE_MAX_SIZE + PSI_HEADER_SIZE;
 constexpr std::uint8_t stuffing = 0xFF;  // where a table_id would stand: no section any more
-
-bool discontinuity_announced(const std::uint8_t* packet) {
-    return ts_has_adaptation(packet) && ts_get_adaptation(packet) > 0 &&
-           tsaf_has_discontinuity(packet);
-}
 
 // Of a packet with payload; at or past the packet's end if the adaptation field leaves none.
 std::size_t payload_offset(const std::uint8_t* packet) {
