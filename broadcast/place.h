@@ -16,6 +16,7 @@ struct place {
     /// of the section. Both count from 0.
     std::uint64_t number = 0;
     std::optional<std::uint16_t> pid;  ///< none in a file of bare sections
+    bool crc_error = false;            ///< admitted although its CRC_32 is wrong
 };
 
 /// A section that the gate refused; valid during the call that hands it over.

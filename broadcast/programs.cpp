@@ -1,5 +1,8 @@
 #include "programs.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace orvix::broadcast {
 
 namespace {
@@ -8,67 +11,121 @@ constexpr std::int32_t private_sections = 0x05;  // a stream_type
 
 }  // namespace
 
-std::set<std::uint16_t> programs::take(const si_parser::pat& section) {
-    if (section.current_next_indicator == 0) return {};
-    if (section.version_number != version_number_ ||
-        section.table_id_extension != transport_stream_id_) {
-        pat_sections_.clear();
-        version_number_ = section.version_number;
-        transport_stream_id_ = section.table_id_extension;
-    }
+void programs::take(const si_parser::pat& section) {
+    if (section.current_next_indicator == 0) return;
+    begin_version(section);
 
-    program_map& listed = pat_sections_[section.section_number];
-    listed.clear();
+    section_entries listed;
     for (const auto& [program_number, pid] : section.program_map) {
         const auto number = static_cast<std::uint16_t>(program_number);
-        listed[number] = static_cast<std::uint16_t>(pid);
-        programs_[number].pmt_pid = static_cast<std::uint16_t>(pid);
+        program* const p = find_or_add(number);
+        if (p == nullptr) continue;
+        list(*p, number, static_cast<std::uint16_t>(pid));
+        listed.push_back(number);
     }
+    section_entries& in_place = pat_sections_[section.section_number];
+    in_place.swap(listed);
+    for (const std::uint16_t number : listed) unlist(number);  // of the section before
+
     const bool whole = pat_sections_.size() > section.last_section_number;
-    return whole ? forget_missing_programs() : std::set<std::uint16_t>();
+    if (!whole) return;
+    has_whole_pat_ = true;
+    give_up_unlisted();
 }
 
-std::set<std::uint16_t> programs::forget_missing_programs() {
-    std::set<std::uint16_t> gone;
-    for (auto p = programs_.begin(); p != programs_.end();) {
-        bool listed = false;
-        for (const auto& [number, map] : pat_sections_) listed |= map.count(p->first) != 0;
-        if (listed) {
-            ++p;
-        } else {
-            gone.insert(p->second.pmt_pid);
-            p = programs_.erase(p);
-        }
+void programs::begin_version(const si_parser::pat& section) {
+    if (section.version_number == version_number_ &&
+        section.table_id_extension == transport_stream_id_) {
+        return;
     }
-    return gone;
+    version_number_ = section.version_number;
+    transport_stream_id_ = section.table_id_extension;
+    for (const auto& [section_number, numbers] : std::exchange(pat_sections_, {})) {
+        for (const std::uint16_t number : numbers) unlist(number);
+    }
+}
+
+programs::program* programs::find_or_add(std::uint16_t program_number) {
+    const auto known = programs_.find(program_number);
+    if (known != programs_.end()) return &known->second;
+    return limit_.admits(programs_.size()) ? &programs_[program_number] : nullptr;
+}
+
+void programs::list(program& p, std::uint16_t program_number, std::uint16_t pmt_pid) {
+    if (p.pmt_pid != pmt_pid) {
+        refer(pmt_pid);
+        leave_pmt_pid(p);
+        p.pmt_pid = pmt_pid;
+    }
+    ++p.listings;
+    unlisted_.erase(program_number);
+}
+
+void programs::unlist(std::uint16_t program_number) {
+    program& p = programs_.at(program_number);
+    if (--p.listings == 0 && !is_one_seg_pmt_pid(*p.pmt_pid)) unlisted_.insert(program_number);
+}
+
+void programs::give_up_unlisted() {
+    for (const std::uint16_t number : std::exchange(unlisted_, {})) {
+        const auto gone = programs_.find(number);
+        leave_pmt_pid(gone->second);
+        set_application_pids(gone->second, {});
+        programs_.erase(gone);
+    }
 }
 
 void programs::take(const si_parser::pmt& table, std::uint16_t pid) {
     if (table.current_next_indicator == 0) return;
-    const auto found = programs_.find(static_cast<std::uint16_t>(table.program_number));
-    if (found == programs_.end() || found->second.pmt_pid != pid) return;
-    found->second.application_pids.clear();
+    const auto number = static_cast<std::uint16_t>(table.program_number);
+    if (programs_.count(number) == 0 && !is_one_seg_pmt_pid(pid)) return;
+    program* const p = find_or_add(number);
+    if (p == nullptr) return;
+    if (!p->pmt_pid) {
+        refer(pid);
+        p->pmt_pid = pid;
+    }
+    if (p->pmt_pid != pid) return;
+
+    std::set<std::uint16_t> named;
     for (const auto& stream : table.streams) {
         if (stream.stream_type != private_sections) continue;
-        found->second.application_pids.insert(static_cast<std::uint16_t>(stream.elementary_PID));
+        named.insert(static_cast<std::uint16_t>(stream.elementary_PID));
+    }
+    set_application_pids(*p, {named.begin(), named.end()});
+}
+
+void programs::set_application_pids(program& p, std::vector<std::uint16_t> pids) {
+    for (const std::uint16_t pid : pids) {
+        refer(pid);
+        ++application_references_[pid];
+    }
+    p.application_pids.swap(pids);
+    for (const std::uint16_t before : pids) {
+        --application_references_[before];
+        release(before);
     }
 }
 
-std::set<std::uint16_t> programs::pids() const {
-    std::set<std::uint16_t> all;
-    for (const auto& [number, p] : programs_) {
-        all.insert(p.pmt_pid);
-        all.insert(p.application_pids.begin(), p.application_pids.end());
-    }
-    return all;
+bool programs::has_applications_on(std::uint16_t service_id, std::uint16_t pid) const {
+    const auto p = programs_.find(service_id);
+    if (p == programs_.end()) return false;
+    const std::vector<std::uint16_t>& pids = p->second.application_pids;
+    return std::binary_search(pids.begin(), pids.end(), pid);
 }
 
-std::set<std::uint16_t> programs::services_of(std::uint16_t pid) const {
-    std::set<std::uint16_t> services;
-    for (const auto& [number, p] : programs_) {
-        if (p.application_pids.count(pid) != 0) services.insert(number);
-    }
-    return services;
+void programs::leave_pmt_pid(const program& p) {
+    if (!p.pmt_pid) return;
+    handlers_.on_pmt_gone(*p.pmt_pid);
+    release(*p.pmt_pid);
+}
+
+void programs::refer(std::uint16_t pid) {
+    if (references_[pid]++ == 0) handlers_.on_referred(pid);
+}
+
+void programs::release(std::uint16_t pid) {
+    if (--references_[pid] == 0) handlers_.on_released(pid);
 }
 
 }  // namespace orvix::broadcast

@@ -3,41 +3,81 @@
 #include <si_parser/pat.h>
 #include <si_parser/pmt.h>
 
+#include <array>
 #include <cstdint>
+#include <functional>
 #include <map>
+#include <optional>
 #include <set>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "bound.h"
 
 namespace orvix::broadcast {
 
+/// Whether a receiver of 1-seg services looks for a PMT on this PID, without a PAT.
+constexpr bool is_one_seg_pmt_pid(std::uint32_t pid) { return pid >= 0x1FC8 && pid <= 0x1FCF; }
+
 /// What PAT and PMTs say about where the other tables are: the PIDs of the PMTs, and in them the
-/// streams that may carry AITs.
+/// streams that may carry AITs. A section costs what it adds and takes away, not what is known.
 class programs {
 public:
+    struct pid_handlers {
+        std::function<void(std::uint16_t pid)> on_referred;  ///< by a first programme
+        std::function<void(std::uint16_t pid)> on_released;  ///< by the last one
+        /// A programme has no PMT on this PID any more. If it comes back, its PMT is to be read
+        /// anew.
+        std::function<void(std::uint16_t pid)> on_pmt_gone;
+    };
+    explicit programs(pid_handlers handlers) : handlers_(std::move(handlers)) {}
+
     /// Takes a PAT's section. Programmes that are gone are given up when all sections of a new
-    /// version are there: returns the PIDs of their PMTs.
-    std::set<std::uint16_t> take(const si_parser::pat& section);
-    /// Takes a PMT.
+    /// version are there, those of 1-seg PIDs never.
+    void take(const si_parser::pat& section);
+    /// Takes a PMT, if the PAT names this PID for it or a 1-seg receiver finds it there.
     void take(const si_parser::pmt& table, std::uint16_t pid);
 
-    /// PIDs of all PMTs, of the NIT where the PAT names one, and of all streams that may carry
-    /// AITs.
-    std::set<std::uint16_t> pids() const;
-    /// The services whose PMT names this PID as a stream that may carry an AIT.
-    std::set<std::uint16_t> services_of(std::uint16_t pid) const;
+    /// Whether all sections of a PAT have come.
+    bool has_whole_pat() const { return has_whole_pat_; }
+    /// Whether any PMT names this PID as a stream that may carry an AIT.
+    bool has_applications_on(std::uint16_t pid) const { return application_references_[pid] > 0; }
+    /// Whether the service's PMT names this PID as a stream that may carry an AIT.
+    bool has_applications_on(std::uint16_t service_id, std::uint16_t pid) const;
+
+    /// Further programmes are not followed.
+    const bound& limit() const { return limit_; }
 
 private:
     struct program {
-        std::uint16_t pmt_pid = 0;
-        std::set<std::uint16_t> application_pids;
+        std::optional<std::uint16_t> pmt_pid;
+        std::uint32_t listings = 0;  ///< how many sections of the PAT list it
+        std::vector<std::uint16_t> application_pids;
     };
-    using program_map = std::map<std::uint16_t, std::uint16_t>;  ///< PID by program_number
+    using section_entries = std::vector<std::uint16_t>;  ///< program_numbers
 
-    std::set<std::uint16_t> forget_missing_programs();
+    void begin_version(const si_parser::pat& section);
+    program* find_or_add(std::uint16_t program_number);
+    void list(program& p, std::uint16_t program_number, std::uint16_t pmt_pid);
+    void unlist(std::uint16_t program_number);
+    void give_up_unlisted();
+    void leave_pmt_pid(const program& p);
+    void set_application_pids(program& p, std::vector<std::uint16_t> pids);
+    void refer(std::uint16_t pid);
+    void release(std::uint16_t pid);
 
+    pid_handlers handlers_;
     std::uint32_t transport_stream_id_ = 0;
     std::uint32_t version_number_ = 0;
-    std::map<std::uint32_t, program_map> pat_sections_;  ///< of the newest version, by number
-    std::map<std::uint16_t, program> programs_;          ///< by program_number
+    std::map<std::uint32_t, section_entries> pat_sections_;  ///< of the newest version, by number
+    std::unordered_map<std::uint16_t, program> programs_;    ///< by program_number
+    std::set<std::uint16_t> unlisted_;  ///< those to give up when the PAT's new version is whole
+    bool has_whole_pat_ = false;
+    std::array<std::uint32_t, 0x2000> references_ = {};              ///< by PID, of any kind
+    std::array<std::uint32_t, 0x2000> application_references_ = {};  ///< by PID, of PMTs
+    // One for each PID there is; a multiplex has below a hundred.
+    bound limit_ = {"programmes", 0x2000};
 };
 
 }  // namespace orvix::broadcast

@@ -1,14 +1,14 @@
 #include "repeats.h"
 
-#include <string>
-#include <string_view>
+#include <sodium.h>
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
 
 namespace orvix::broadcast {
 
 namespace {
-
-// Memory stays bounded whatever the stream says; a broadcast's whole week of events is far below.
-constexpr std::size_t most_places_of_a_pid = 100'000;
 
 constexpr std::uint8_t tdt = 0x70;
 constexpr std::uint8_t tot = 0x73;
@@ -16,8 +16,6 @@ constexpr std::uint8_t sdt_actual = 0x42;
 constexpr std::uint8_t sdt_other = 0x46;
 constexpr std::uint8_t first_eit = 0x4E;
 constexpr std::uint8_t last_eit = 0x6F;
-
-std::uint64_t hash(std::string_view bytes) { return std::hash<std::string_view>()(bytes); }
 
 /// How many bytes behind the long header say which table this is: original_network_id of an SDT,
 /// transport_stream_id and original_network_id of an EIT.
@@ -27,36 +25,63 @@ std::size_t identifier_bytes(std::uint8_t table_id) {
 }
 
 /// Whatever of the section stays the same from one version to the next.
-std::uint64_t place_of(std::string_view section) {
-    const auto table_id = static_cast<std::uint8_t>(section[0]);
-    std::string place(1, section[0]);
+std::array<unsigned char, 16> place_of(const std::uint8_t* section, std::size_t size) {
     constexpr std::size_t long_header = 8;
-    if (section.size() >= long_header) {
-        constexpr char current_next_indicator = 0x01;
-        place += section.substr(3, 2);  // table_id_extension
-        place += static_cast<char>(section[5] & current_next_indicator);
-        place += section[6];  // section_number
-        place += section.substr(long_header, identifier_bytes(table_id));
-    }
-    return hash(place);
+    constexpr unsigned char current_next_indicator = 0x01;
+    std::array<unsigned char, 16> place = {section[0]};
+    if (size < long_header) return place;
+    place[1] = 1;  // unlike one without the header
+    place[2] = section[3];
+    place[3] = section[4];  // table_id_extension
+    place[4] = section[5] & current_next_indicator;
+    place[5] = section[6];  // section_number
+    const std::size_t identifiers = std::min(identifier_bytes(section[0]), size - long_header);
+    std::copy_n(section + long_header, identifiers, place.begin() + 6);
+    return place;
 }
 
 }  // namespace
 
+std::size_t repeats::keyed_hash::operator()(const place_bytes& place) const {
+    std::array<unsigned char, crypto_shorthash_BYTES> hash;
+    crypto_shorthash(hash.data(), place.data(), place.size(), key->data());
+    std::size_t value;
+    std::memcpy(&value, hash.data(), sizeof value);
+    return value;
+}
+
+repeats::repeats() {
+    if (sodium_init() < 0) throw std::runtime_error("no random numbers to be had");
+    crypto_shorthash_keygen(key_.data());
+}
+
 bool repeats::is_new(std::uint16_t pid, const std::uint8_t* section, std::size_t size) {
     if (section[0] == tdt || section[0] == tot) return true;
-    content_by_place& known = by_pid_[pid];
-    if (known.size() >= most_places_of_a_pid) known.clear();
 
-    const std::string_view bytes(reinterpret_cast<const char*>(section), size);
-    const std::uint64_t content = hash(bytes);
-    const auto [found, added] = known.try_emplace(place_of(bytes), content);
-    if (added) return true;
-    const bool changed = found->second != content;
-    found->second = content;
+    content_by_place& known = by_pid_.try_emplace(pid, 0, keyed_hash{&key_}).first->second;
+    content now;
+    now.size = size;
+    crypto_shorthash_siphashx24(now.hash.data(), section, size, key_.data());
+
+    const place_bytes place = place_of(section, size);
+    const auto found = known.find(place);
+    if (found == known.end()) {
+        if (places_.admits(kept_)) {
+            known.emplace(place, now);
+            ++kept_;
+        }
+        return true;
+    }
+    const bool changed = found->second.hash != now.hash || found->second.size != now.size;
+    found->second = now;
     return changed;
 }
 
-void repeats::forget(std::uint16_t pid) { by_pid_.erase(pid); }
+void repeats::forget(std::uint16_t pid) {
+    const auto found = by_pid_.find(pid);
+    if (found == by_pid_.end()) return;
+    kept_ -= found->second.size();
+    by_pid_.erase(found);
+}
 
 }  // namespace orvix::broadcast

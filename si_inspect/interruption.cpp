@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 
@@ -10,14 +11,15 @@ namespace orvix::si_inspect::interruption {
 
 namespace {
 
-volatile sig_atomic_t noted = 0;
+std::atomic<bool> noted = false;
+static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler writes it");
 // Whoever waits for input waits for the first end of this pipe too: so an interruption just before
 // the wait is not missed.
 int pipe_ends[2] = {-1, -1};
 
 void note(int /*signal*/) {
     const int before = errno;
-    noted = 1;
+    noted = true;
     const char wake = 0;
     [[maybe_unused]] const ssize_t written = write(pipe_ends[1], &wake, 1);
     errno = before;
@@ -37,7 +39,7 @@ void watch() {
     signal(SIGXFSZ, SIG_IGN);
 }
 
-bool happened() { return noted != 0; }
+const std::atomic<bool>& happened() { return noted; }
 
 int descriptor() { return pipe_ends[0]; }
 

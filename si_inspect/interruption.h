@@ -1,5 +1,7 @@
 #pragma once
 
+#include <atomic>
+
 /// Ctrl-C and SIGTERM end the reading, not the program: what was read is still shown and counted.
 /// A second one ends the program.
 namespace orvix::si_inspect::interruption {
@@ -7,7 +9,7 @@ namespace orvix::si_inspect::interruption {
 /// From now on the two signals are noted. Also lets writes to a closed pipe, and behind the largest
 /// size of a file, fail instead of ending the program.
 void watch();
-bool happened();
+const std::atomic<bool>& happened();
 /// Becomes readable when the user interrupts; negative before `watch`.
 int descriptor();
 

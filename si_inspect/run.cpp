@@ -1,5 +1,7 @@
 #include "run.h"
 
+#include <broadcast/bare_sections.h>
+#include <broadcast/multiplex.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -9,15 +11,15 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <set>
+#include <string_view>
 #include <vector>
 
-#include "capture.h"
 #include "display.h"
 #include "input.h"
 #include "interruption.h"
 #include "output.h"
 #include "progress.h"
-#include "section_file.h"
 #include "tables_view.h"
 #include "writers/json_writer.h"
 #include "writers/text_writer.h"
@@ -92,9 +94,9 @@ public:
     writer_over_progress(std::unique_ptr<writer> to, std::unique_ptr<progress>& bar)
         : to_(std::move(to)), bar_(bar) {}
 
-    void table(const place& where, const table_ref& table) override {
+    void table(const sighting& seen) override {
         bar_->hide();
-        to_->table(where, table);
+        to_->table(seen);
     }
     void refused(const place& where, const refusal& what) override {
         bar_->hide();
@@ -145,16 +147,16 @@ private:
         view_.begin_input();
         show_progress_of(from);
         const std::string file = several ? path : std::string();
-        const section_feed::gate_options gate = {how_.check_crc};
+        const intake_settings intake = {how_.check_crc, how_.all, &interruption::happened()};
         if (how_.sections) {
-            section_file sections(file, view_, gate);
+            bare_sections sections(file, view_, intake);
             const std::uint64_t bytes = read_all(from, sections);
             if (sections.admitted() == 0)
                 complain_of(from, bytes, "no section that can be decoded");
         } else {
-            capture stream(file, view_, gate);
+            multiplex stream(file, view_, {intake, how_.pids});
             const std::uint64_t bytes = read_all(from, stream);
-            if (stream.packets() == 0) complain_of(from, bytes, "not a transport stream");
+            if (stream.reader().packets() == 0) complain_of(from, bytes, "not a transport stream");
         }
     }
 
@@ -169,23 +171,36 @@ private:
                 bytes += count;
                 to.filled(count);
                 bar_->update(bytes);
+                tell(to.bounds());
+                tell({view_.different_refusals()});
             }
             // What the user has cut short is not lost.
             if (!is_over()) to.end();
+            tell(to.bounds());
             // A stream may end at any time, but of a file the output would not be whole.
             const bool cut_short = interruption::happened() && from.size() && bytes < *from.size();
             if (cut_short && !how_.output.empty()) throw input_error(from.name() + ": interrupted");
         } catch (const input_error&) {
-            to.count();
+            view_.counts().add(to);
             throw;
         }
-        to.count();
+        view_.counts().add(to);
         bar_->hide();
         return bytes;
     }
 
+    /// Says of each bound once that it is met.
+    void tell(const std::vector<bound>& bounds) {
+        for (const bound& b : bounds) {
+            if (b.left_out == 0 || how_.quiet || !told_bounds_.insert(b.what).second) continue;
+            bar_->hide();
+            complain("more than " + std::to_string(b.most) + ' ' + std::string(b.what) +
+                     ": the others are left out and counted");
+        }
+    }
+
     /// Whether the user wants no more.
-    bool is_over() const { return interruption::happened() || view_.done(); }
+    bool is_over() const { return interruption::happened() || view_.is_done(); }
 
     /// Nothing was found, and the user did not stop it.
     static void complain_of(const input& from, std::uint64_t bytes, const std::string& what) {
@@ -202,8 +217,10 @@ private:
     }
 
     /// In the formats that have no place for it.
-    void report(const place& where, const refusal& what) const {
+    void report(const place& where, const refusal& what) {
         if (how_.quiet || how_.format == output_format::json) return;
+        if (!reports_.admits(reported_)) return tell({reports_});
+        ++reported_;
         std::string found = where.file.empty() ? "" : printable(where.file) + ": ";
         if (where.pid) found += name_of_pid(*where.pid) + ", ";
         found += (where.pid ? "packet " : "section ") + std::to_string(where.number);
@@ -211,7 +228,8 @@ private:
     }
 
     void finish() {
-        const totals& counts = view_.counts();
+        totals& counts = view_.counts();
+        counts.add({view_.different_refusals()});
         writer_.finish(how_.totals ? &counts : nullptr);
         // What stood at the path before is better than what lacks an input.
         if (!failed_) to_->commit();
@@ -223,6 +241,10 @@ private:
     std::unique_ptr<progress> bar_ = std::make_unique<progress>();
     writer_over_progress writer_;
     tables_view view_;
+    std::set<std::string_view> told_bounds_;
+    // With --all each is told, but nobody reads more.
+    bound reports_ = {"lines about refusals", 1'000};
+    std::size_t reported_ = 0;
     bool failed_ = false;
 };
 

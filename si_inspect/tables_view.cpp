@@ -1,64 +1,63 @@
 #include "tables_view.h"
 
 #include <broadcast/names.h>
+#include <broadcast/programs.h>
 
 #include <algorithm>
+#include <string>
 
 namespace orvix::si_inspect {
 
 using namespace broadcast;
-
 using namespace si_parser;
 
 namespace {
 
-// Memory stays bounded also where every section is damaged in a way of its own.
-constexpr std::size_t most_refusals = 10'000;
-
 std::uint16_t pid_of(const place& where) { return where.pid.value_or(totals::no_pid); }
 
-/// Which services a table speaks of; empty where it concerns all of them.
-class concerned_services {
+/// Whether a table speaks of one of the wanted services, or of all services.
+class concerns_any {
 public:
-    explicit concerned_services(const std::set<std::uint16_t>& of_pid) : of_pid_(of_pid) {}
+    concerns_any(const std::set<std::uint16_t>& wanted, const sighting& seen)
+        : wanted_(wanted), seen_(seen) {}
 
-    std::set<std::uint16_t> operator()(const pat* table) const {
-        std::set<std::uint16_t> services;
-        for (const auto& entry : table->program_map) services.insert(id(entry.first));
-        return services;
+    bool operator()(const pat* table) const {
+        return table->program_map.empty() ||
+               std::any_of(table->program_map.begin(), table->program_map.end(),
+                           [this](const auto& entry) { return is_wanted(entry.first); });
     }
-    std::set<std::uint16_t> operator()(const pmt* table) const {
-        return {id(table->program_number)};
+    bool operator()(const pmt* table) const { return is_wanted(table->program_number); }
+    bool operator()(const sdt* table) const {
+        return table->services.empty() ||
+               std::any_of(table->services.begin(), table->services.end(),
+                           [this](const auto& service) { return is_wanted(service.service_id); });
     }
-    std::set<std::uint16_t> operator()(const sdt* table) const {
-        std::set<std::uint16_t> services;
-        for (const auto& service : table->services) services.insert(id(service.service_id));
-        return services;
+    bool operator()(const eit* table) const { return is_wanted(table->service_id); }
+    bool operator()(const ait* /*table*/) const {
+        const programs* const known = seen_.known_programs;
+        if (known == nullptr || !known->has_applications_on(*seen_.where.pid)) return true;
+        return std::any_of(wanted_.begin(), wanted_.end(), [&](std::uint16_t service) {
+            return known->has_applications_on(service, *seen_.where.pid);
+        });
     }
-    std::set<std::uint16_t> operator()(const eit* table) const { return {id(table->service_id)}; }
-    std::set<std::uint16_t> operator()(const ait* /*table*/) const { return of_pid_; }
-    std::set<std::uint16_t> operator()(const nit* /*table*/) const { return {}; }
-    std::set<std::uint16_t> operator()(const tdt* /*table*/) const { return {}; }
-    std::set<std::uint16_t> operator()(const tot* /*table*/) const { return {}; }
+    bool operator()(const nit* /*table*/) const { return true; }
+    bool operator()(const tdt* /*table*/) const { return true; }
+    bool operator()(const tot* /*table*/) const { return true; }
 
 private:
-    static std::uint16_t id(std::uint32_t value) { return static_cast<std::uint16_t>(value); }
+    bool is_wanted(std::uint32_t service_id) const {
+        return wanted_.count(static_cast<std::uint16_t>(service_id)) != 0;
+    }
 
-    const std::set<std::uint16_t>& of_pid_;
+    const std::set<std::uint16_t>& wanted_;
+    const sighting& seen_;
 };
 
-bool concerns(const std::set<std::uint16_t>& services, const std::set<std::uint16_t>& wanted) {
-    if (wanted.empty() || services.empty()) return true;
-    return std::any_of(services.begin(), services.end(),
-                       [&](std::uint16_t service) { return wanted.count(service) != 0; });
+bool concerns(const sighting& seen, const std::set<std::uint16_t>& services) {
+    return services.empty() || std::visit(concerns_any(services, seen), *seen.table);
 }
 
 }  // namespace
-
-void tables_view::begin_input() {
-    repeats_ = repeats();
-    refusals_.clear();
-}
 
 bool tables_view::is_wanted(const place& where, std::uint32_t table_id) const {
     const bool pid_is_wanted = how_.pids.empty() || (where.pid && how_.pids.count(*where.pid) != 0);
@@ -66,38 +65,35 @@ bool tables_view::is_wanted(const place& where, std::uint32_t table_id) const {
                              how_.tables.count(std::string(names::table_kind(table_id))) != 0);
 }
 
-std::optional<table_ref> tables_view::take(const place& where, std::uint8_t* section,
-                                           std::size_t size,
-                                           const std::set<std::uint16_t>& services) {
-    totals::table_counts& counts = counts_.tables[std::string(names::table_kind(section[0]))];
+void tables_view::section(const sighting& seen) {
+    const std::uint8_t table_id = seen.bytes[0];
+    totals::table_counts& counts = counts_.tables[names::table_kind(table_id)];
     ++counts.sections;
-    const bool is_new = repeats_.is_new(pid_of(where), section, size);
-    if (!is_new && !how_.all) return std::nullopt;
-
-    const std::optional<table_ref> table = decoder_.decode(section, size);
-    if (!table) {
-        if (is_new) ++counts_.passed_over;
-        return std::nullopt;
+    if (!seen.is_new && !how_.all) return;
+    if (seen.table == nullptr) {
+        if (seen.is_new) ++counts_.passed_over;
+        return;
     }
-    if (!done() && is_wanted(where, section[0]) &&
-        concerns(std::visit(concerned_services(services), *table), how_.services)) {
-        to_.table(where, *table);
-        ++counts.shown;
-        ++shown_;
-    }
-    return is_new ? table : std::nullopt;
+    if (is_done() || !is_wanted(seen.where, table_id) || !concerns(seen, how_.services)) return;
+    to_.table(seen);
+    ++counts.shown;
+    ++shown_;
 }
 
-void tables_view::refuse(const place& where, const refusal& what) {
+bool tables_view::is_new(const place& where, const section_feed::gate_result& why) {
+    const refusal_key key = {pid_of(where), why.why, why.field, why.byte, why.value, why.limit};
+    return refusals_.count(key) == 0 && different_refusals_.admits(refusals_.size()) &&
+           refusals_.insert(key).second;
+}
+
+void tables_view::refused(const place& where, const refusal& what) {
     if (what.why.why == section_feed::verdict::not_decoded) {
-        ++counts_.not_decoded;
+        ++counts_.not_decoded[pid_of(where)][what.section[0]];
         return;
     }
     ++counts_.refused[pid_of(where)][what.why.why];
-    if (done() || !is_wanted(where, what.section[0])) return;
-    if (refusals_.size() >= most_refusals) refusals_.clear();
-    const bool is_new = refusals_.emplace(pid_of(where), what.why.text()).second;
-    if (!is_new && !how_.all) return;
+    if (is_done() || !is_wanted(where, what.section[0])) return;
+    if (!is_new(where, what.why) && !how_.all) return;
     to_.refused(where, what);
     report_refusal_(where, what);
 }

@@ -1,13 +1,12 @@
 #pragma once
 
-#include <broadcast/repeats.h>
-#include <broadcast/table_decoder.h>
+#include <broadcast/bound.h>
+#include <broadcast/observer.h>
 
+#include <cstdint>
 #include <functional>
-#include <optional>
 #include <set>
-#include <string>
-#include <utility>
+#include <tuple>
 
 #include "options.h"
 #include "totals.h"
@@ -15,9 +14,9 @@
 
 namespace orvix::si_inspect {
 
-/// What becomes of the sections of all inputs: new ones are decoded, those that the user asked for
-/// go to the writer, and all are counted.
-class tables_view {
+/// Shows the tables: sections that are new and that the user asked for go to the writer, and all
+/// are counted.
+class tables_view : public broadcast::observer {
 public:
     /// Is handed each different refusal once, or with `all` each.
     using refusal_reporter =
@@ -26,33 +25,33 @@ public:
     tables_view(const options& how, writer& to, refusal_reporter report_refusal)
         : how_(how), to_(to), report_refusal_(std::move(report_refusal)) {}
 
-    /// Another input begins: what it repeats of the one before counts as new.
-    void begin_input();
+    /// Another input begins: a refusal that was told of the one before counts as new.
+    void begin_input() { refusals_.clear(); }
 
-    /// Takes an admitted section, with a spare byte behind it. Returns the table if it is new, for
-    /// whoever follows its references: valid until the next call. `services` are those that the
-    /// section's PID belongs to, if it belongs to any in particular.
-    std::optional<broadcast::table_ref> take(const broadcast::place& where, std::uint8_t* section,
-                                             std::size_t size,
-                                             const std::set<std::uint16_t>& services = {});
-    /// What comes on this PID from now on is new.
-    void forget(std::uint16_t pid) { repeats_.forget(pid); }
-    void refuse(const broadcast::place& where, const broadcast::refusal& what);
-
+    void section(const broadcast::sighting& seen) override;
+    void refused(const broadcast::place& where, const broadcast::refusal& what) override;
     /// Whether as many sections were shown as the user wants.
-    bool done() const { return shown_ >= how_.limit; }
+    bool is_done() const override { return shown_ >= how_.limit; }
 
     totals& counts() { return counts_; }
+    /// Further refusals are counted, but not shown.
+    const broadcast::bound& different_refusals() const { return different_refusals_; }
 
 private:
+    /// PID, and what the gate says: the verdict, the field, its place, what it says and what it
+    /// broke.
+    using refusal_key = std::tuple<std::uint16_t, section_feed::verdict, const char*, std::uint32_t,
+                                   std::uint32_t, std::uint32_t>;
+
     bool is_wanted(const broadcast::place& where, std::uint32_t table_id) const;
+    bool is_new(const broadcast::place& where, const section_feed::gate_result& why);
 
     const options& how_;
     writer& to_;
     refusal_reporter report_refusal_;
-    broadcast::repeats repeats_;
-    broadcast::table_decoder decoder_;
-    std::set<std::pair<std::uint16_t, std::string>> refusals_;  ///< PID and sentence
+    std::set<refusal_key> refusals_;
+    // Nobody reads more of them, and a stream may be damaged in a new way in each section.
+    broadcast::bound different_refusals_ = {"different refusals", 1'000};
     totals counts_;
     std::uint64_t shown_ = 0;
 };

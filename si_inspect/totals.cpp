@@ -1,5 +1,7 @@
 #include "totals.h"
 
+#include <broadcast/names.h>
+
 #include <algorithm>
 #include <vector>
 
@@ -30,6 +32,31 @@ void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const s
 
 }  // namespace
 
+void totals::add(const broadcast::multiplex& stream) {
+    packets += stream.reader().packets();
+    pids |= stream.pids();
+    skipped_bytes += stream.reader().skipped_bytes();
+    sync_losses += stream.reader().sync_losses();
+    for (const auto& [pid, of_pid] : stream.collector().counts()) {
+        for (std::size_t i = 0; i < section_feed::drop_reasons; ++i) {
+            if (of_pid.dropped[i] == 0) continue;
+            dropped[pid][static_cast<section_feed::drop_reason>(i)] += of_pid.dropped[i];
+        }
+    }
+    add(stream.bounds());
+}
+
+void totals::add(const broadcast::bare_sections& file) {
+    if (file.is_unfinished()) ++dropped[no_pid][section_feed::drop_reason::unfinished];
+    add(file.bounds());
+}
+
+void totals::add(const std::vector<broadcast::bound>& bounds) {
+    for (const broadcast::bound& b : bounds) {
+        if (b.left_out > 0) left_out[b.what] += b.left_out;
+    }
+}
+
 std::string name_of_pid(std::uint16_t pid) {
     return "PID " + hex_number(pid, 4) + " (" + std::to_string(pid) + ")";
 }
@@ -41,11 +68,18 @@ std::string to_text(const totals& counts) {
                                           count_of(counts.pids.count(), "PID"));
     }
     for (const auto& [table, count] : counts.tables) {
-        lines.emplace_back(table, count_of(count.sections, "section") + ", " +
-                                      std::to_string(count.shown) + " shown");
+        lines.emplace_back(std::string(table), count_of(count.sections, "section") + ", " +
+                                                   std::to_string(count.shown) + " shown");
     }
-    if (counts.not_decoded > 0) {
-        lines.emplace_back("not decoded", count_of(counts.not_decoded, "section"));
+    for (const auto& [pid, tables] : counts.not_decoded) {
+        std::string list;
+        for (const auto& [table_id, count] : tables) {
+            list += (list.empty() ? "" : ", ") + std::to_string(count) + ' ' +
+                    std::string(broadcast::names::table_id(table_id)) + " (" +
+                    hex_number(table_id, 2) + ")";
+        }
+        const std::string where = pid == totals::no_pid ? "" : name_of_pid(pid) + ": ";
+        lines.emplace_back("not decoded", where + list);
     }
     if (counts.passed_over > 0) {
         lines.emplace_back("passed over", count_of(counts.passed_over, "section") +
@@ -58,6 +92,10 @@ std::string to_text(const totals& counts) {
         if (counts.sync_losses > 0)
             skipped += ", sync lost " + count_of(counts.sync_losses, "time");
         lines.emplace_back("skipped", skipped);
+    }
+
+    for (const auto& [what, count] : counts.left_out) {
+        lines.emplace_back("left out", std::to_string(count) + ' ' + std::string(what));
     }
 
     std::size_t width = 0;

@@ -1,11 +1,15 @@
 #pragma once
 
+#include <broadcast/bare_sections.h>
+#include <broadcast/multiplex.h>
 #include <section_feed/section_collector.h>
 
 #include <bitset>
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
+#include <vector>
 
 namespace orvix::si_inspect {
 
@@ -20,9 +24,10 @@ struct totals {
         std::uint64_t sections = 0;  ///< admitted, repeats included
         std::uint64_t shown = 0;     ///< handed to the writer
     };
-    std::map<std::string, table_counts> tables;  ///< by "pat", "pmt", ...
+    std::map<std::string_view, table_counts> tables;  ///< by "pat", "pmt", ...
 
-    std::uint64_t not_decoded = 0;  ///< sections of tables that the library does not decode
+    /// Sections of tables that the library does not decode, by PID and table_id.
+    std::map<std::uint16_t, std::map<std::uint8_t, std::uint64_t>> not_decoded;
     std::uint64_t passed_over = 0;  ///< different sections without section_syntax_indicator
     /// By PID and verdict. Bare sections count under `no_pid`.
     std::map<std::uint16_t, std::map<section_feed::verdict, std::uint64_t>> refused;
@@ -31,8 +36,18 @@ struct totals {
 
     static constexpr std::uint16_t no_pid = 0xFFFF;
 
+    /// What did not fit into the bounds of what is kept, by what it is.
+    std::map<std::string_view, std::uint64_t> left_out;
+
+    /// Adds what a whole input had.
+    void add(const broadcast::multiplex& stream);
+    void add(const broadcast::bare_sections& file);
+    void add(const std::vector<broadcast::bound>& bounds);
+
     /// Whether everything that was there was also read.
-    bool complete() const { return refused.empty() && dropped.empty() && skipped_bytes == 0; }
+    bool complete() const {
+        return refused.empty() && dropped.empty() && skipped_bytes == 0 && left_out.empty();
+    }
 };
 
 /// "PID 0x0012 (18)"

@@ -101,12 +101,31 @@ json by_pid(const std::map<std::uint16_t, std::map<Reason, std::uint64_t>>& coun
     return pids;
 }
 
+json not_decoded(const totals& counts) {
+    json pids = json::object();
+    for (const auto& [pid, tables] : counts.not_decoded) {
+        json& object = pids[pid_key(pid)];
+        for (const auto& [table_id, count] : tables) {
+            object[std::to_string(table_id)] = {{"name", names::table_id(table_id)},
+                                                {"sections", count}};
+        }
+    }
+    return pids;
+}
+
+json left_out(const totals& counts) {
+    json object = json::object();
+    for (const auto& [what, count] : counts.left_out) object[std::string(what)] = count;
+    return object;
+}
+
 }  // namespace
 
-void json_writer::table(const place& where, const table_ref& table) {
+void json_writer::table(const sighting& seen) {
+    const table_ref& table = *seen.table;
     const std::uint32_t table_id =
         std::visit([](const auto* decoded) { return decoded->table_id; }, table);
-    json object = begin_object(where, table_id);
+    json object = begin_object(seen.where, table_id);
     object_builder(offset_).add(object, describe(table));
     write_line(to_, object);
 }
@@ -125,18 +144,19 @@ void json_writer::finish(const totals* counts) {
     if (counts == nullptr) return;
     json tables = json::object();
     for (const auto& [table, count] : counts->tables) {
-        tables[table] = {{"sections", count.sections}, {"shown", count.shown}};
+        tables[std::string(table)] = {{"sections", count.sections}, {"shown", count.shown}};
     }
     const json object = {{"totals",
                           {{"packets", counts->packets},
                            {"pids", counts->pids.count()},
                            {"tables", std::move(tables)},
-                           {"not_decoded", counts->not_decoded},
+                           {"not_decoded", not_decoded(*counts)},
                            {"passed_over", counts->passed_over},
                            {"refused", by_pid(counts->refused)},
                            {"dropped", by_pid(counts->dropped)},
                            {"skipped_bytes", counts->skipped_bytes},
-                           {"sync_losses", counts->sync_losses}}}};
+                           {"sync_losses", counts->sync_losses},
+                           {"left_out", left_out(*counts)}}}};
     write_line(to_, object);
 }
 

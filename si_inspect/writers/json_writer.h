@@ -13,7 +13,7 @@ class json_writer : public writer {
 public:
     json_writer(output& to, broadcast::utc_offset offset) : to_(to), offset_(offset) {}
 
-    void table(const broadcast::place& where, const broadcast::table_ref& table) override;
+    void table(const broadcast::sighting& seen) override;
     void refused(const broadcast::place& where, const broadcast::refusal& what) override;
     void finish(const totals* counts) override;
 

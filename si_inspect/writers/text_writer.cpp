@@ -222,13 +222,14 @@ std::string title_of(const place& where, std::uint32_t table_id) {
 
 }  // namespace
 
-void text_writer::table(const place& where, const table_ref& table) {
+void text_writer::table(const sighting& seen) {
+    const table_ref& table = *seen.table;
     const std::uint32_t table_id =
         std::visit([](const auto* decoded) { return decoded->table_id; }, table);
     const record fields = describe(table);
 
     block block(how_);
-    block.title(title_of(where, table_id));
+    block.title(title_of(seen.where, table_id));
     block.fields(fields.begin(), fields.end(), indent_step);
     if (how_.notes) {
         for (const std::string_view sentence : receiver_notes(table)) block.note(sentence);

@@ -20,7 +20,7 @@ public:
     };
     text_writer(output& to, const settings& how) : to_(to), how_(how) {}
 
-    void table(const broadcast::place& where, const broadcast::table_ref& table) override;
+    void table(const broadcast::sighting& seen) override;
     void finish(const totals* counts) override;
 
 private:

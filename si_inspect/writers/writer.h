@@ -1,7 +1,6 @@
 #pragma once
 
-#include <broadcast/place.h>
-#include <broadcast/table_ref.h>
+#include <broadcast/observer.h>
 
 #include "totals.h"
 
@@ -15,7 +14,8 @@ public:
     writer(const writer&) = delete;
     writer& operator=(const writer&) = delete;
 
-    virtual void table(const broadcast::place& where, const broadcast::table_ref& table) = 0;
+    /// A section that has a table.
+    virtual void table(const broadcast::sighting& seen) = 0;
     virtual void refused(const broadcast::place& /*where*/, const broadcast::refusal& /*what*/) {}
     /// Called last, once. `counts` is null unless the totals are to stand in the output.
     virtual void finish(const totals* counts) = 0;

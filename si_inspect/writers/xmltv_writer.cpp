@@ -102,7 +102,7 @@ private:
 
 }  // namespace
 
-void xmltv_writer::table(const place& /*where*/, const table_ref& table) { guide_.take(table); }
+void xmltv_writer::table(const sighting& seen) { guide_.take(*seen.table); }
 
 void xmltv_writer::finish(const totals* /*counts*/) {
     const guide_contents contents = guide_.contents(how_.services);

@@ -27,7 +27,7 @@ public:
     xmltv_writer(output& to, settings how, notice_handler notice)
         : to_(to), how_(std::move(how)), notice_(std::move(notice)) {}
 
-    void table(const broadcast::place& where, const broadcast::table_ref& table) override;
+    void table(const broadcast::sighting& seen) override;
     void finish(const totals* counts) override;
 
 private:

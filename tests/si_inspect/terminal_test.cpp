@@ -6,11 +6,11 @@
 #include <poll.h>
 #include <pty.h>
 #include <signal.h>
+#include <small_broadcast.h>
 #include <unistd.h>
 
 #include <array>
 
-#include "broadcast.h"
 #include "tool.h"
 
 namespace orvix::test {

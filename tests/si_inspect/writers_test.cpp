@@ -2,11 +2,11 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <small_broadcast.h>
 
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "broadcast.h"
 #include "tool.h"
 
 namespace orvix::test {
@@ -323,13 +323,15 @@ TEST(JsonFormat, TotalsAreTheLastLineWhenAsked) {
         .section(0x0011, sdt())
         .skip_counter(0x0011)
         .section(0x0011, sdt())
+        .section(0x0001, long_section(0x01, 0xFFFF, {}))
         .null_packets(5);
     const outcome shown =
         si_inspect({"--format", "json", "--totals"}, {bytes(7) + stream.stream()});
     EXPECT_EQ(lines_of(shown.out).back(),
-              R"({"totals":{"packets":8,"pids":2,"tables":{"sdt":{"sections":3,"shown":1}},)"
-              R"("not_decoded":0,"passed_over":0,"refused":{},)"
-              R"("dropped":{"17":{"discontinuity":1}},"skipped_bytes":7,"sync_losses":0}})");
+              R"({"totals":{"packets":9,"pids":3,"tables":{"sdt":{"sections":3,"shown":1}},)"
+              R"("not_decoded":{"1":{"1":{"name":"conditional access","sections":1}}},)"
+              R"("passed_over":0,"refused":{},"dropped":{"17":{"discontinuity":1}},)"
+              R"("skipped_bytes":7,"sync_losses":0,"left_out":{}}})");
     EXPECT_EQ(shown.err, "");
 }
 

@@ -2,11 +2,11 @@
 
 #include <broadcast/table_decoder.h>
 #include <gmock/gmock.h>
+#include <small_broadcast.h>
 
 #include <cstdlib>
 #include <pugixml.hpp>
 
-#include "broadcast.h"
 #include "log_capture.h"
 #include "tool.h"
 
@@ -28,14 +28,15 @@ bytes event_at(std::uint16_t event_id, std::uint32_t hhmmss, const std::string& 
 }
 
 bytes present_following(const bytes& present, const bytes& following, std::uint8_t version = 0) {
-    const eit_identifiers ids = {0x4E, hd_service, multiplex, multiplex, 1, 0x4E};
+    const eit_identifiers ids = {0x4E, hd_service, multiplex_id, multiplex_id, 1, 0x4E};
     return eit_section(ids, present, {version, 1, 0, 1}) +
            eit_section(ids, following, {version, 1, 1, 1});
 }
 
 bytes schedule(const bytes& events, const long_header& header = {}) {
-    return eit_section({0x50, hd_service, multiplex, multiplex, header.last_section_number, 0x50},
-                       events, header);
+    return eit_section(
+        {0x50, hd_service, multiplex_id, multiplex_id, header.last_section_number, 0x50}, events,
+        header);
 }
 
 struct shown {
@@ -74,7 +75,9 @@ protected:
             table_decoder decoder;
             for (bytes& section : sections_) {
                 const auto table = decoder.decode(section.data(), section.size() - 1);
-                writer.table({}, *table);
+                sighting seen = {{}, section.data(), section.size() - 1, true};
+                seen.table = &*table;
+                writer.table(seen);
             }
             writer.finish(nullptr);
             to.commit();
@@ -132,7 +135,7 @@ TEST_F(XmltvWriter, NamesAChannelWithNameAndViewersNumber) {
 }
 
 TEST_F(XmltvWriter, NumbersAOneSegServiceByThePidOfItsPmt) {
-    given(pat_section(multiplex, program(mobile_service, 0x1FCA)) + nit() + eit(mobile_service));
+    given(pat_section(multiplex_id, program(mobile_service, 0x1FCA)) + nit() + eit(mobile_service));
     EXPECT_THAT(display_names("s23608.n737.isdb-tb.br"), ElementsAre("23608", "3.33"));
 }
 
@@ -148,14 +151,14 @@ TEST_F(XmltvWriter, GivesNoNumberWithoutARemoteControlKey) {
 
 TEST_F(XmltvWriter, TakesTheNameOfTheNewestSdt) {
     const bytes renamed =
-        sdt_section(multiplex, multiplex,
+        sdt_section(multiplex_id, multiplex_id,
                     service(hd_service, 4, 0, describe_service(1, "", "Nova")), {1, 1, 0, 0});
     given(sdt() + renamed + eit());
     EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("Nova"));
 }
 
 TEST_F(XmltvWriter, ForgetsANameThatTheNewestSdtNoLongerTells) {
-    given(sdt() + sdt_section(multiplex, multiplex, {}, {1, 1, 0, 0}) + eit());
+    given(sdt() + sdt_section(multiplex_id, multiplex_id, {}, {1, 1, 0, 0}) + eit());
     EXPECT_THAT(display_names("s23584.n737.isdb-tb.br"), ElementsAre("23584"));
 }
 

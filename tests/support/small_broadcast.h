@@ -1,6 +1,6 @@
 #pragma once
 
-// Sections and streams of a small broadcast that the tests of si_inspect share.
+// Sections and streams of a small broadcast that several tests share.
 
 #include <isdb_sections.h>
 #include <stream_writer.h>
@@ -12,13 +12,13 @@ constexpr std::uint16_t mobile_service = 0x5C38;
 constexpr std::uint16_t hd_pmt_pid = 0x0110;
 constexpr std::uint16_t mobile_pmt_pid = 0x1FC8;
 constexpr std::uint16_t ait_pid = 0x0140;
-constexpr std::uint16_t multiplex = 0x02E1;
+constexpr std::uint16_t multiplex_id = 0x02E1;
 
 /// 2026-11-21, as a Modified Julian Date.
 constexpr std::uint16_t day = 61365;
 
 inline bytes pat(const long_header& header = {}) {
-    return pat_section(multiplex,
+    return pat_section(multiplex_id,
                        program(0, 0x0010) + program(hd_service, hd_pmt_pid) +
                            program(mobile_service, mobile_pmt_pid),
                        header);
@@ -38,7 +38,7 @@ inline bytes mobile_pmt() {
 
 inline bytes sdt(const long_header& header = {}) {
     return sdt_section(
-        multiplex, multiplex,
+        multiplex_id, multiplex_id,
         service(hd_service, 4, 0, describe_service(0x01, "Manac\xE1", "Manac\xE1 HD")) +
             service(mobile_service, 1, 1),
         header);
@@ -47,7 +47,7 @@ inline bytes sdt(const long_header& header = {}) {
 inline bytes nit() {
     return nit_section(
         0x02E1, {},
-        transport_stream(multiplex, multiplex,
+        transport_stream(multiplex_id, multiplex_id,
                          describe_ts_information(3, "Manac\xE1", {{0x0F, {hd_service}}})));
 }
 
@@ -57,7 +57,7 @@ inline bytes eit(std::uint16_t service_id = hd_service, const long_header& heade
                                             "cias do dia.") +
                        describe_content({0x01, 0xFF}) +
                        describe_parental_ratings(parental_rating("BRA", 0x63));
-    return eit_section({0x4E, service_id, multiplex, multiplex, 1, 0x4E},
+    return eit_section({0x4E, service_id, multiplex_id, multiplex_id, 1, 0x4E},
                        event(0x0A01, utc_time(day, 0x194500), 0x014530, 4, 0, told) +
                            event(0x0A02, utc_time(0xFFFF, 0xFFFFFF), 0xFFFFFF, 0, 0),
                        header);

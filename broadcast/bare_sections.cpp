@@ -1,10 +1,8 @@
-#include "section_file.h"
+#include "bare_sections.h"
 
-#include <cstddef>
+#include <section_feed/section_gate.h>
 
-namespace orvix::si_inspect {
-
-using namespace broadcast;
+namespace orvix::broadcast {
 
 namespace {
 
@@ -17,15 +15,15 @@ std::size_t section_size(const std::uint8_t* section) {
 
 }  // namespace
 
-std::uint8_t* section_file::room(std::size_t size) {
+std::uint8_t* bare_sections::room(std::size_t size) {
     bytes_.resize(used_ + size);
     return bytes_.data() + used_;
 }
 
-void section_file::filled(std::size_t size) {
+void bare_sections::filled(std::size_t size) {
     used_ += size;
     std::size_t begin = 0;
-    while (!to_.done() && used_ - begin >= header_bytes) {
+    while (!intake_.is_over() && used_ - begin >= header_bytes) {
         const std::size_t wanted = section_size(bytes_.data() + begin);
         if (used_ - begin < wanted) break;
         take(begin, wanted);
@@ -35,28 +33,23 @@ void section_file::filled(std::size_t size) {
     used_ -= begin;
 }
 
-void section_file::take(std::size_t begin, std::size_t size) {
+void bare_sections::take(std::size_t begin, std::size_t size) {
     // A copy with the spare byte that the decoder wants.
     const auto first = bytes_.begin() + static_cast<std::ptrdiff_t>(begin);
     section_.assign(first, first + static_cast<std::ptrdiff_t>(size));
     section_.push_back(0);
 
-    const place where = {name_, sections_++, {}};
+    place where;
+    where.file = name_;
+    where.number = sections_++;
     const section_feed::gate_result result =
-        section_feed::check_section(section_.data(), size, options_);
+        section_feed::check_section(section_.data(), size, intake_.gate_options());
     if (result.admitted()) {
         ++admitted_;
-        to_.take(where, section_.data(), size);
+        intake_.admit(where, section_.data(), size);
     } else {
-        to_.refuse(where, {result, section_.data(), size});
+        intake_.refuse(where, {result, section_.data(), size});
     }
 }
 
-void section_file::end() { unfinished_ = used_ > 0; }
-
-void section_file::count() {
-    if (!unfinished_) return;
-    ++to_.counts().dropped[totals::no_pid][section_feed::drop_reason::unfinished];
-}
-
-}  // namespace orvix::si_inspect
+}  // namespace orvix::broadcast

@@ -1,0 +1,85 @@
+#include <broadcast/repeats.h>
+#include <gtest/gtest.h>
+#include <isdb_sections.h>
+
+namespace orvix::broadcast {
+namespace {
+
+using namespace test;
+
+constexpr std::uint16_t pid = 0x0011;
+
+class Repeats : public testing::Test {
+protected:
+    bool is_new(const bytes& section, std::uint16_t on = pid) {
+        return known.is_new(on, section.data(), section.size());
+    }
+    static bytes with_extension(std::uint16_t extension) {
+        return long_section(0x74, extension, {1, 2, 3});
+    }
+
+    repeats known;
+};
+
+TEST_F(Repeats, AreKnownByPlaceAndBytes) {
+    EXPECT_TRUE(is_new(with_extension(1)));
+    EXPECT_FALSE(is_new(with_extension(1)));
+    EXPECT_TRUE(is_new(with_extension(2)));
+    EXPECT_TRUE(is_new(with_extension(1), pid + 1));
+    EXPECT_TRUE(is_new(long_section(0x74, 1, {1, 2, 4})));
+    EXPECT_TRUE(is_new(with_extension(1))) << "it came back";
+}
+
+TEST_F(Repeats, DifferInAnyOneByte) {
+    const bytes section = with_extension(1);
+    for (std::size_t i = 0; i < section.size(); ++i) {
+        for (int bit = 0; bit < 8; ++bit) {
+            bytes other = section;
+            other[i] ^= static_cast<std::uint8_t>(1 << bit);
+            is_new(section);
+            EXPECT_TRUE(is_new(other)) << "byte " << i << ", bit " << bit;
+        }
+    }
+}
+
+TEST_F(Repeats, DifferInTheirSizeAlone) {
+    bytes section = with_extension(1);
+    EXPECT_TRUE(is_new(section));
+    section.push_back(0);
+    EXPECT_TRUE(is_new(section));
+    section.push_back(0);
+    EXPECT_TRUE(is_new(section));
+}
+
+TEST_F(Repeats, AreForgottenByPid) {
+    is_new(with_extension(1));
+    is_new(with_extension(1), pid + 1);
+    known.forget(pid);
+    EXPECT_TRUE(is_new(with_extension(1)));
+    EXPECT_FALSE(is_new(with_extension(1), pid + 1));
+}
+
+TEST_F(Repeats, StayRightWhereMorePlacesComeThanAreRemembered) {
+    const std::size_t most = known.places().most;
+    for (std::size_t i = 0; i < most; ++i) {
+        is_new(with_extension(static_cast<std::uint16_t>(i)), static_cast<std::uint16_t>(i >> 16));
+    }
+    EXPECT_EQ(known.places().left_out, 0u);
+    EXPECT_TRUE(is_new(with_extension(1), 0x1000));
+    EXPECT_TRUE(is_new(with_extension(1), 0x1000)) << "new each time, rather than lost";
+    EXPECT_EQ(known.places().left_out, 2u);
+    EXPECT_FALSE(is_new(with_extension(7), 0));
+
+    known.forget(0);
+    EXPECT_TRUE(is_new(with_extension(1), 0x1000));
+    EXPECT_FALSE(is_new(with_extension(1), 0x1000)) << "there is room again";
+}
+
+TEST_F(Repeats, OfTimesAreAlwaysNew) {
+    const bytes tdt = {0x70, 0x70, 0x05, 0xC0, 0x79, 0x12, 0x45, 0x00};
+    EXPECT_TRUE(is_new(tdt));
+    EXPECT_TRUE(is_new(tdt));
+}
+
+}  // namespace
+}  // namespace orvix::broadcast
