@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstddef>
 
 namespace orvix::broadcast::names {
@@ -198,25 +199,25 @@ std::string_view genre_detail(std::uint8_t content_nibble) {
     return lookup(genre_details, content_nibble, has_list ? reserved : "");
 }
 
-std::string genre(std::uint8_t content_nibble) {
-    std::string group(genre_group(content_nibble));
-    std::string detail(genre_detail(content_nibble));
+short_text genre(std::uint8_t content_nibble) {
+    const std::string_view group = genre_group(content_nibble);
+    const std::string_view detail = genre_detail(content_nibble);
     if (detail.empty()) return group;
-    if (group.empty()) return detail;
-    const bool says_it_already = group.find(detail) != std::string::npos;
-    return says_it_already ? detail : group + ", " + detail;
+    const bool says_it_already = group.find(detail) != std::string_view::npos;
+    if (group.empty() || says_it_already) return detail;
+    return short_text(group).append(", ").append(detail);
 }
 
 std::string_view rating_age(std::uint8_t value) { return lookup(rating_ages, low_nibble(value)); }
 
 namespace {
 
-std::string brazilian_rating(std::uint8_t value) {
+short_text brazilian_rating(std::uint8_t value) {
     constexpr struct {
         unsigned int bit;
         std::string_view name;
     } contents[] = {{0x10, "drugs"}, {0x20, "violence"}, {0x40, "sex"}};
-    std::string name(rating_age(value));
+    short_text name(rating_age(value));
     for (const auto& content : contents) {
         if ((value & content.bit) != 0) name.append(", ").append(content.name);
     }
@@ -225,17 +226,20 @@ std::string brazilian_rating(std::uint8_t value) {
 
 }  // namespace
 
-std::string rating(std::string_view country_code, std::uint8_t value) {
+short_text rating(std::string_view country_code, std::uint8_t value) {
     if (country_code == "BRA") return brazilian_rating(value);
     if (value == 0) return "undefined";
     if (value > 0x0F) return "defined by the broadcaster";
-    return "from " + std::to_string(value + 3) + " years";
+    std::array<char, 2> age;
+    const auto end = std::to_chars(age.data(), age.data() + age.size(), value + 3).ptr;
+    const auto digits = static_cast<std::size_t>(end - age.data());
+    return short_text("from ").append({age.data(), digits}).append(" years");
 }
 
-std::string application_type(std::uint32_t value) {
+short_text application_type(std::uint32_t value) {
     constexpr std::uint32_t test_application_flag = 0x8000;
-    std::string name(lookup(application_types, value & ~test_application_flag));
-    if ((value & test_application_flag) != 0) name += ", test";
+    short_text name(lookup(application_types, value & ~test_application_flag));
+    if ((value & test_application_flag) != 0) name.append(", test");
     return name;
 }
 
@@ -245,25 +249,26 @@ std::string_view application_control_code(std::uint32_t value) {
 std::string_view visibility(std::uint32_t value) { return lookup(visibilities, value); }
 std::string_view protocol_id(std::uint32_t value) { return lookup(protocol_ids, value); }
 
-std::string language(std::uint32_t value) {
-    std::string letters;
+short_text language(std::uint32_t value) {
+    short_text letters;
     for (const int shift : {16, 8, 0}) {
         const char letter = static_cast<char>(value >> shift & 0xFF);
         const bool is_letter = (letter >= 'a' && letter <= 'z') || (letter >= 'A' && letter <= 'Z');
-        if (!is_letter) return std::string(reserved);
-        letters += letter;
+        if (!is_letter) return reserved;
+        letters.append(letter);
     }
     return letters;
 }
 
-std::string bcd_time(std::uint32_t value) {
-    std::string digits;
+short_text bcd_time(std::uint32_t value) {
+    short_text time;
     for (const int shift : {12, 8, 4, 0}) {
         const std::uint32_t digit = value >> shift & 0xF;
-        if (digit > 9) return std::string(reserved);
-        digits += static_cast<char>('0' + digit);
+        if (digit > 9) return reserved;
+        time.append(static_cast<char>('0' + digit));
+        if (shift == 8) time.append(':');
     }
-    return digits.insert(2, ":");
+    return time;
 }
 
 }  // namespace orvix::broadcast::names

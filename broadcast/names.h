@@ -1,8 +1,9 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
 #include <string_view>
+
+#include "short_text.h"
 
 /// What values mean in ISDB-Tb: what stands beside the number that a table holds. A value without a
 /// meaning of its own is "reserved".
@@ -19,27 +20,27 @@ std::string_view service_type(std::uint32_t value);
 std::string_view running_status(std::uint32_t value);
 
 /// Both nibbles of a content descriptor's first byte: "news, report", "sports", "movie, other".
-std::string genre(std::uint8_t content_nibble);
+short_text genre(std::uint8_t content_nibble);
 /// The upper nibble alone: "news"; empty where the group has no name.
 std::string_view genre_group(std::uint8_t content_nibble);
 /// Both nibbles, the lower one alone: "report"; empty where its group has no such list.
 std::string_view genre_detail(std::uint8_t content_nibble);
 
 /// In Brazil ("BRA") "12, violence, sex"; elsewhere "from 9 years".
-std::string rating(std::string_view country_code, std::uint8_t value);
+short_text rating(std::string_view country_code, std::uint8_t value);
 /// The age alone, in Brazil: "L", "10", ... "18", or "reserved".
 std::string_view rating_age(std::uint8_t value);
 
 /// "Ginga-NCL", with ", test" behind it where bit 15 is set.
-std::string application_type(std::uint32_t value);
+short_text application_type(std::uint32_t value);
 std::string_view application_control_code(std::uint32_t value);
 std::string_view visibility(std::uint32_t value);
 std::string_view protocol_id(std::uint32_t value);
 
 /// "por": the letters of a code that is held as a number, first one highest. "reserved" where they
 /// are not letters.
-std::string language(std::uint32_t value);
+short_text language(std::uint32_t value);
 /// "03:00": four BCD digits. "reserved" where they are not digits.
-std::string bcd_time(std::uint32_t value);
+short_text bcd_time(std::uint32_t value);
 
 }  // namespace orvix::broadcast::names

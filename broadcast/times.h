@@ -2,7 +2,8 @@
 
 #include <chrono>
 #include <ctime>
-#include <string>
+
+#include "short_text.h"
 
 namespace orvix::broadcast {
 
@@ -19,12 +20,12 @@ constexpr std::time_t undefined_duration = 604065;
 
 /// "2026-11-21T20:30:00-03:00": the broadcast's clock as it stands, and its offset.
 /// "undefined" for an undefined time.
-std::string iso_time(std::time_t broadcast_clock, utc_offset offset);
+short_text iso_time(std::time_t broadcast_clock, utc_offset offset);
 /// "PT1H45M30S", "PT0S"; "undefined" for an undefined duration.
-std::string iso_duration(std::time_t seconds);
+short_text iso_duration(std::time_t seconds);
 /// "1:45:30"; "undefined" for an undefined duration.
-std::string clock_duration(std::time_t seconds);
+short_text clock_duration(std::time_t seconds);
 /// "-03:00".
-std::string iso_offset(utc_offset offset);
+short_text iso_offset(utc_offset offset);
 
 }  // namespace orvix::broadcast

@@ -1,10 +1,14 @@
 #include "writers/json_writer.h"
 
-#include <broadcast/names.h>
+#include <broadcast/descriptor_visit.h>
+#include <rapidjson/stringbuffer.h>
+#include <rapidjson/writer.h>
 
-#include <nlohmann/json.hpp>
+#include <algorithm>
+#include <array>
 
 #include "display.h"
+#include "utf8.h"
 #include "writers/fields.h"
 
 namespace orvix::si_inspect {
@@ -13,151 +17,324 @@ using namespace broadcast;
 
 namespace {
 
-using json = nlohmann::ordered_json;
+// --- Strings that need care ---
 
-/// Puts fields into JSON objects, each value under its name and its meaning beside it.
-class object_builder {
-public:
-    explicit object_builder(utc_offset offset) : offset_(offset) {}
-
-    void add(json& object, const record& fields) const {
-        for (const field& f : fields) {
-            std::visit([&](const auto& value) { put(object, std::string(f.name), value); },
-                       f.value);
+/// Whether `words` stand in JSON as they are.
+bool is_plain_json(std::string_view words) {
+    for (std::size_t i = 0; i < words.size();) {
+        const auto byte = static_cast<unsigned char>(words[i]);
+        if (byte < ' ' || byte == '"' || byte == '\\') return false;
+        if (byte < 0x80) {
+            ++i;
+            continue;
         }
+        const utf8_character next = first_character(words.substr(i));
+        if (!next.is_valid) return false;
+        i += next.size;
+    }
+    return true;
+}
+
+void append_escape(std::string& to, std::uint32_t code_unit) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    to += "\\u";
+    for (const int shift : {12, 8, 4, 0}) to += digits[code_unit >> shift & 0xF];
+}
+
+void append_ascii(std::string& to, char c) {
+    constexpr std::string_view escaped = "\"\\\b\f\n\r\t";
+    constexpr std::string_view letters = "\"\\bfnrt";
+    const std::size_t found = escaped.find(c);
+    if (found != std::string_view::npos) {
+        to.append(1, '\\').append(1, letters[found]);
+    } else if (c < ' ') {
+        append_escape(to, static_cast<unsigned char>(c));
+    } else {
+        to += c;
+    }
+}
+
+/// What is not UTF-8 is replaced, so that every line stays valid.
+void append_escaped(std::string& to, std::string_view words) {
+    while (!words.empty()) {
+        const utf8_character next = first_character(words);
+        if (!next.is_valid) {
+            to += "\uFFFD";
+        } else if (next.size == 1) {
+            append_ascii(to, words[0]);
+        } else {
+            to.append(words.substr(0, next.size));
+        }
+        words.remove_prefix(next.size);
+    }
+}
+
+}  // namespace
+
+/// RapidJSON's writer, and strings whose escapes are known.
+class json_text : public rapidjson::Writer<rapidjson::StringBuffer> {
+public:
+    using Writer::Writer;
+
+    /// A key or a string that stands in JSON as it is.
+    void plain(std::string_view words) {
+        Prefix(rapidjson::kStringType);
+        char* const quoted = os_->Push(words.size() + 2);
+        quoted[0] = '"';
+        std::copy(words.begin(), words.end(), quoted + 1);
+        quoted[words.size() + 1] = '"';
+    }
+};
+
+/// A line as it grows: an object, and the objects and arrays within. Its memory serves the next
+/// line as well.
+class json_line {
+public:
+    explicit json_line(utc_offset offset) : offset_(offset), json_(buffer_) {}
+
+    void begin_object() { json_.StartObject(); }
+    void end_object() { json_.EndObject(); }
+    void begin_array() { json_.StartArray(); }
+    void end_array() { json_.EndArray(); }
+
+    void key(std::string_view name) { json_.plain(name); }
+    void integer(std::int64_t value) { json_.Int64(value); }
+    void integer(std::uint64_t value) { json_.Uint64(value); }
+    void string(std::string_view words) {
+        if (is_plain_json(words)) return json_.plain(words);
+        escaped_.clear();
+        append_escaped(escaped_, words);
+        json_.plain(escaped_);
+    }
+    void hex(std::string_view bytes) {
+        escaped_.clear();
+        append_hex(escaped_, bytes);
+        json_.plain(escaped_);
+    }
+
+    // --- Fields: each value under its name, and its meaning beside it ---
+
+    template <typename Value>
+    void field(std::string_view name, Value value) {
+        key(name);
+        if constexpr (std::is_integral_v<Value>) {
+            integer(static_cast<std::uint64_t>(value));
+        } else {
+            string(value);
+        }
+    }
+
+    void operator()(std::string_view name, bool value) {
+        key(name);
+        json_.Bool(value);
+    }
+    template <typename Value, typename Meaning>
+    void operator()(std::string_view name, const number<Value, Meaning>& n) {
+        key(name);
+        integer(static_cast<std::int64_t>(n.value));
+        if constexpr (!std::is_same_v<Meaning, no_meaning>) {
+            key_of(name, "_name");
+            json_.plain(n.meaning(n.value));
+        }
+    }
+    void operator()(std::string_view name, const text& value) { field(name, value.utf8); }
+    void operator()(std::string_view name, const raw_text& value) {
+        if (is_plain_text(value.bytes)) {
+            field(name, value.bytes);
+        } else {
+            key_of(name, "_hex");
+            hex(value.bytes);
+        }
+    }
+    void operator()(std::string_view name, const moment& value) {
+        key(name);
+        integer(static_cast<std::int64_t>(value.seconds));
+        key_of(name, "_iso");
+        json_.plain(iso_time(value.seconds, offset_));
+    }
+    void operator()(std::string_view name, const duration& value) {
+        key(name);
+        integer(static_cast<std::int64_t>(value.seconds));
+        key_of(name, "_iso");
+        json_.plain(iso_duration(value.seconds));
+    }
+    template <typename Entries, typename Describe>
+    void operator()(std::string_view name, const loop<Entries, Describe>& value) {
+        key(name);
+        begin_array();
+        for (const auto& entry : value.entries) {
+            begin_object();
+            value.describe(entry, *this);
+            end_object();
+        }
+        end_array();
+    }
+    void operator()(std::string_view name, const descriptors& value) {
+        key(name);
+        begin_array();
+        for (const si_parser::descriptor_ptr& d : value.list) {
+            visit_descriptor(*d, [this](const auto& known) { descriptor(known); });
+        }
+        end_array();
+    }
+
+    /// Writes the line, whole, and is empty again.
+    void write(output& to) {
+        buffer_.Put('\n');
+        to.write({buffer_.GetString(), buffer_.GetSize()});
+        const bool is_large = buffer_.GetSize() > most_bytes_kept;
+        buffer_.Clear();
+        if (is_large) buffer_.ShrinkToFit();
+        json_.Reset(buffer_);
     }
 
 private:
-    void put(json& object, const std::string& name, bool value) const { object[name] = value; }
-    void put(json& object, const std::string& name, const number& value) const {
-        object[name] = value.value;
-        if (!value.meaning.empty()) object[name + "_name"] = value.meaning;
-    }
-    void put(json& object, const std::string& name, const text& value) const {
-        object[name] = value.utf8;
-    }
-    void put(json& object, const std::string& name, const raw_text& value) const {
-        if (is_plain_text(value.bytes)) {
-            object[name] = value.bytes;
-        } else {
-            object[name + "_hex"] = hex(value.bytes);
-        }
-    }
-    void put(json& object, const std::string& name, const moment& value) const {
-        object[name] = value.seconds;
-        object[name + "_iso"] = iso_time(value.seconds, offset_);
-    }
-    void put(json& object, const std::string& name, const duration& value) const {
-        object[name] = value.seconds;
-        object[name + "_iso"] = iso_duration(value.seconds);
-    }
-    void put(json& object, const std::string& name, const record_list& value) const {
-        object[name] = array(value.records);
-    }
-    void put(json& object, const std::string& name, const described_list& value) const {
-        object[name] = array(value.descriptors);
+    // A section's line has some thousand bytes. A rare long one does not keep its memory for good.
+    static constexpr std::size_t most_bytes_kept = 256 * 1024;
+
+    void key_of(std::string_view name, std::string_view suffix) {
+        std::array<char, 64> joined;  // longer than any name of a field
+        const auto end = std::copy(name.begin(), name.end(), joined.data());
+        std::copy(suffix.begin(), suffix.end(), end);
+        key({joined.data(), name.size() + suffix.size()});
     }
 
-    json array(const std::vector<record>& records) const {
-        json all = json::array();
-        for (const record& r : records) {
-            json object = json::object();
-            add(object, r);
-            all.push_back(std::move(object));
-        }
-        return all;
+    template <typename Descriptor>
+    void descriptor(const Descriptor& d) {
+        begin_object();
+        (*this)("tag", hex8(d.tag));
+        (*this)("length", plain(d.length));
+        key("type");
+        json_.plain(type_name<Descriptor>);
+        visit_fields(d, *this);
+        end_object();
     }
 
     utc_offset offset_;
+    rapidjson::StringBuffer buffer_;
+    json_text json_;
+    std::string escaped_;
 };
 
+namespace {
+
 /// Where the section was found, and of which table it is.
-json begin_object(const place& where, std::uint32_t table_id) {
-    json object = json::object();
-    if (!where.file.empty()) object["file"] = where.file;
-    object[where.pid ? "packet" : "section"] = where.number;
-    if (where.pid) object["pid"] = *where.pid;
-    object["table"] = names::table_kind(table_id);
-    return object;
+void begin_section(json_line& line, const place& where, std::uint32_t table_id) {
+    line.begin_object();
+    if (!where.file.empty()) line.field("file", std::string_view(where.file));
+    line.field(where.pid ? "packet" : "section", where.number);
+    if (where.pid) line.field("pid", *where.pid);
+    line.field("table", names::table_kind(table_id));
 }
 
-void write_line(output& to, const json& object) {
-    // Names of files need not be UTF-8: what is not is replaced, so that every line stays valid.
-    to.write(object.dump(-1, ' ', false, json::error_handler_t::replace) + '\n');
-}
-
-/// "0x0011" for a PID's counts; bare sections have none.
+/// Bare sections have no PID.
 std::string pid_key(std::uint16_t pid) {
     return pid == totals::no_pid ? "none" : std::to_string(pid);
 }
 
 template <typename Reason>
-json by_pid(const std::map<std::uint16_t, std::map<Reason, std::uint64_t>>& counts) {
-    json pids = json::object();
+void add_by_pid(json_line& line, std::string_view name,
+                const std::map<std::uint16_t, std::map<Reason, std::uint64_t>>& counts) {
+    line.key(name);
+    line.begin_object();
     for (const auto& [pid, reasons] : counts) {
-        json& object = pids[pid_key(pid)];
-        for (const auto& [reason, count] : reasons) object[to_string(reason)] = count;
+        line.key(pid_key(pid));
+        line.begin_object();
+        for (const auto& [reason, count] : reasons) line.field(to_string(reason), count);
+        line.end_object();
     }
-    return pids;
+    line.end_object();
 }
 
-json not_decoded(const totals& counts) {
-    json pids = json::object();
+void add_tables(json_line& line, const std::map<std::string_view, totals::table_counts>& tables) {
+    line.key("tables");
+    line.begin_object();
+    for (const auto& [table, count] : tables) {
+        line.key(table);
+        line.begin_object();
+        line.field("sections", count.sections);
+        line.field("shown", count.shown);
+        line.end_object();
+    }
+    line.end_object();
+}
+
+void add_not_decoded(json_line& line, const totals& counts) {
+    line.key("not_decoded");
+    line.begin_object();
     for (const auto& [pid, tables] : counts.not_decoded) {
-        json& object = pids[pid_key(pid)];
+        line.key(pid_key(pid));
+        line.begin_object();
         for (const auto& [table_id, count] : tables) {
-            object[std::to_string(table_id)] = {{"name", names::table_id(table_id)},
-                                                {"sections", count}};
+            line.key(std::to_string(table_id));
+            line.begin_object();
+            line.field("name", names::table_id(table_id));
+            line.field("sections", count);
+            line.end_object();
         }
+        line.end_object();
     }
-    return pids;
+    line.end_object();
 }
 
-json left_out(const totals& counts) {
-    json object = json::object();
-    for (const auto& [what, count] : counts.left_out) object[std::string(what)] = count;
-    return object;
+void add_left_out(json_line& line, const totals& counts) {
+    line.key("left_out");
+    line.begin_object();
+    for (const auto& [what, count] : counts.left_out) line.field(what, count);
+    line.end_object();
 }
 
 }  // namespace
 
+json_writer::json_writer(output& to, utc_offset offset)
+    : to_(to), line_(std::make_unique<json_line>(offset)) {}
+
+json_writer::~json_writer() = default;
+
 void json_writer::table(const sighting& seen) {
-    const table_ref& table = *seen.table;
-    const std::uint32_t table_id =
-        std::visit([](const auto* decoded) { return decoded->table_id; }, table);
-    json object = begin_object(seen.where, table_id);
-    object_builder(offset_).add(object, describe(table));
-    write_line(to_, object);
+    std::visit(
+        [&](const auto* decoded) {
+            begin_section(*line_, seen.where, decoded->table_id);
+            visit_fields(*decoded, *line_);
+        },
+        *seen.table);
+    line_->end_object();
+    line_->write(to_);
 }
 
 void json_writer::refused(const place& where, const refusal& what) {
-    json object = begin_object(where, what.section[0]);
-    object["table_id"] = what.section[0];
-    object["refused"] = {{"reason", to_string(what.why.why)},
-                         {"byte", what.why.byte},
-                         {"sentence", what.why.text()}};
-    object["bytes"] = hex({reinterpret_cast<const char*>(what.section), what.size});
-    write_line(to_, object);
+    begin_section(*line_, where, what.section[0]);
+    line_->field("table_id", what.section[0]);
+    line_->key("refused");
+    line_->begin_object();
+    line_->field("reason", std::string_view(to_string(what.why.why)));
+    line_->field("byte", what.why.byte);
+    line_->field("sentence", std::string_view(what.why.text()));
+    line_->end_object();
+    line_->key("bytes");
+    line_->hex({reinterpret_cast<const char*>(what.section), what.size});
+    line_->end_object();
+    line_->write(to_);
 }
 
 void json_writer::finish(const totals* counts) {
     if (counts == nullptr) return;
-    json tables = json::object();
-    for (const auto& [table, count] : counts->tables) {
-        tables[std::string(table)] = {{"sections", count.sections}, {"shown", count.shown}};
-    }
-    const json object = {{"totals",
-                          {{"packets", counts->packets},
-                           {"pids", counts->pids.count()},
-                           {"tables", std::move(tables)},
-                           {"not_decoded", not_decoded(*counts)},
-                           {"passed_over", counts->passed_over},
-                           {"refused", by_pid(counts->refused)},
-                           {"dropped", by_pid(counts->dropped)},
-                           {"skipped_bytes", counts->skipped_bytes},
-                           {"sync_losses", counts->sync_losses},
-                           {"left_out", left_out(*counts)}}}};
-    write_line(to_, object);
+    line_->begin_object();
+    line_->key("totals");
+    line_->begin_object();
+    line_->field("packets", counts->packets);
+    line_->field("pids", counts->pids.count());
+    add_tables(*line_, counts->tables);
+    add_not_decoded(*line_, *counts);
+    line_->field("passed_over", counts->passed_over);
+    add_by_pid(*line_, "refused", counts->refused);
+    add_by_pid(*line_, "dropped", counts->dropped);
+    line_->field("skipped_bytes", counts->skipped_bytes);
+    line_->field("sync_losses", counts->sync_losses);
+    add_left_out(*line_, *counts);
+    line_->end_object();
+    line_->end_object();
+    line_->write(to_);
 }
 
 }  // namespace orvix::si_inspect

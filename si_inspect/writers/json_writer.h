@@ -2,16 +2,21 @@
 
 #include <broadcast/times.h>
 
+#include <memory>
+
 #include "output.h"
 #include "writers/writer.h"
 
 namespace orvix::si_inspect {
 
+class json_line;
+
 /// JSON Lines: one object for each section, complete before it is written
 /// (docs/si_inspect.schema.json).
 class json_writer : public writer {
 public:
-    json_writer(output& to, broadcast::utc_offset offset) : to_(to), offset_(offset) {}
+    json_writer(output& to, broadcast::utc_offset offset);
+    ~json_writer() override;
 
     void table(const broadcast::sighting& seen) override;
     void refused(const broadcast::place& where, const broadcast::refusal& what) override;
@@ -19,7 +24,7 @@ public:
 
 private:
     output& to_;
-    broadcast::utc_offset offset_;
+    std::unique_ptr<json_line> line_;
 };
 
 }  // namespace orvix::si_inspect

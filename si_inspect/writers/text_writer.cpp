@@ -1,12 +1,16 @@
 #include "writers/text_writer.h"
 
-#include <broadcast/names.h>
+#include <broadcast/descriptor_visit.h>
 #include <broadcast/receiver_notes.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
+#include <charconv>
+#include <vector>
 
 #include "display.h"
+#include "writers/fields.h"
 
 namespace orvix::si_inspect {
 
@@ -22,225 +26,380 @@ constexpr std::string_view cyan = "\033[36m";
 constexpr std::string_view yellow = "\033[33m";
 constexpr std::string_view no_color = "\033[0m";
 
+// --- Kinds of field ---
+
+template <typename Value>
+struct is_loop : std::false_type {};
+template <typename Entries, typename Describe>
+struct is_loop<loop<Entries, Describe>> : std::true_type {};
+
+template <typename Value>
+constexpr bool is_descriptors = std::is_same_v<Value, descriptors>;
+
+/// Whether a field has a value of its own, which stands in a column of its loop.
+template <typename Value>
+constexpr bool is_cell = !is_loop<Value>::value && !is_descriptors<Value>;
+
+/// Whether its value stands on the line of its name. A loop without entries has "none" there.
+template <typename Value>
+bool is_single(const Value& value) {
+    if constexpr (is_loop<Value>::value) return value.entries.empty();
+    return is_cell<Value>;
+}
+
+/// Where a field's value begins behind its name: counts the single fields, measures their names.
+struct name_column {
+    std::size_t width = 0;
+    std::size_t singles = 0;
+    std::size_t fields = 0;
+
+    template <typename Value>
+    void operator()(std::string_view name, const Value& value) {
+        ++fields;
+        if (!is_single(value)) return;
+        ++singles;
+        width = std::max(width, name.size());
+    }
+};
+
 // --- One value ---
 
-std::string quoted(const std::string& plain) { return '"' + plain + '"'; }
-
-class value_printer {
+/// A number and the signs around it, put together before it is appended.
+class short_line {
 public:
-    explicit value_printer(utc_offset offset) : offset_(offset) {}
-
-    std::string operator()(bool value) const { return value ? "true" : "false"; }
-    std::string operator()(const number& n) const {
-        const std::string decimal = std::to_string(n.value);
-        if (n.hex_digits == 0) return n.meaning.empty() ? decimal : with_raw(n.meaning, decimal);
-        const std::string shown = hex_number(n.value, n.hex_digits);
-        return n.meaning.empty() ? with_raw(shown, decimal) : with_raw(n.meaning, shown);
+    short_line& operator<<(char sign) {
+        *end_++ = sign;
+        return *this;
     }
-    std::string operator()(const text& value) const { return quoted(value.utf8); }
-    std::string operator()(const raw_text& value) const {
-        return is_plain_text(value.bytes) ? quoted(value.bytes) : "bytes " + hex(value.bytes);
+    short_line& decimal(std::int64_t value) {
+        end_ = std::to_chars(end_, bytes_.data() + bytes_.size(), value).ptr;
+        return *this;
     }
-    std::string operator()(const moment& value) const {
-        return with_raw(iso_time(value.seconds, offset_), std::to_string(value.seconds));
+    short_line& hex(std::uint32_t value, int least_digits) {
+        end_ = write_hex_number(end_, value, least_digits);
+        return *this;
     }
-    std::string operator()(const duration& value) const {
-        return with_raw(clock_duration(value.seconds), std::to_string(value.seconds));
+    operator std::string_view() const {
+        return {bytes_.data(), static_cast<std::size_t>(end_ - bytes_.data())};
     }
-    // A loop without entries; the others are printed line by line.
-    std::string operator()(const record_list& /*empty*/) const { return "none"; }
-    std::string operator()(const described_list& /*empty*/) const { return "none"; }
 
 private:
-    static std::string with_raw(const std::string& meaning, const std::string& raw) {
-        return meaning + " (" + raw + ")";
+    std::array<char, 48> bytes_;  // two numbers of 64 bits and their brackets
+    char* end_ = bytes_.data();
+};
+
+/// Appends values as people read them.
+class value_printer {
+public:
+    value_printer(std::string& to, utc_offset offset) : to_(to), offset_(offset) {}
+
+    void operator()(bool value) { to_ += value ? "true" : "false"; }
+    template <typename Value, typename Meaning>
+    void operator()(const number<Value, Meaning>& n) {
+        short_line line;
+        if constexpr (!std::is_same_v<Meaning, no_meaning>) {
+            to_ += n.meaning(n.value);
+            to_ += put_raw(line << ' ' << '(', n) << ')';
+        } else {
+            put_raw(line, n);
+            if (n.hex_digits != 0) (line << ' ' << '(').decimal(n.value) << ')';
+            to_ += line;
+        }
+    }
+    void operator()(const text& value) { append_quoted(value.utf8); }
+    void operator()(const raw_text& value) {
+        if (is_plain_text(value.bytes)) {
+            append_quoted(value.bytes);
+        } else {
+            to_ += "bytes ";
+            append_hex(to_, value.bytes);
+        }
+    }
+    void operator()(const moment& value) {
+        append_with_raw(iso_time(value.seconds, offset_), value.seconds);
+    }
+    void operator()(const duration& value) {
+        append_with_raw(clock_duration(value.seconds), value.seconds);
+    }
+    template <typename Entries, typename Describe>
+    void operator()(const loop<Entries, Describe>& /*without entries*/) {
+        to_ += "none";
     }
 
+private:
+    void append_quoted(std::string_view plain) {
+        to_ += '"';
+        to_ += plain;
+        to_ += '"';
+    }
+    void append_with_raw(std::string_view meaning, std::int64_t raw) {
+        short_line line;
+        to_ += meaning;
+        to_ += (line << ' ' << '(').decimal(raw) << ')';
+    }
+    template <typename Value, typename Meaning>
+    static short_line& put_raw(short_line& line, const number<Value, Meaning>& n) {
+        if (n.hex_digits == 0) return line.decimal(n.value);
+        return line.hex(static_cast<std::uint32_t>(n.value), n.hex_digits);
+    }
+
+    std::string& to_;
     utc_offset offset_;
 };
 
-const record_list* records_of(const field& f) {
-    const auto* const list = std::get_if<record_list>(&f.value);
-    return list != nullptr && !list->records.empty() ? list : nullptr;
-}
-
-const described_list* descriptors_of(const field& f) {
-    return std::get_if<described_list>(&f.value);
-}
-
-/// Whether the field's value stands on the line of its name.
-bool is_single(const field& f) { return records_of(f) == nullptr && descriptors_of(f) == nullptr; }
+}  // namespace
 
 // --- Blocks ---
 
-class block {
+/// The lines of one section as they grow. Its memory serves the next section as well.
+class text_block {
 public:
-    block(const text_writer::settings& how) : how_(how), print_(how.offset) {}
+    explicit text_block(const text_writer::settings& how)
+        : how_(how), print_(text_, how.offset), print_cell_(cells_text_, how.offset) {}
 
-    void title(const std::string& line) { text_ += colored(bold, line) + '\n'; }
+    void title(const place& where, std::uint32_t table_id) {
+        begin_color(bold);
+        for (const char c : names::table_kind(table_id)) {
+            text_ += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+        }
+        if (!where.file.empty()) text_.append(column_gap).append(printable(where.file));
+        if (where.pid) text_.append(column_gap).append(name_of_pid(*where.pid));
+        text_.append(column_gap).append(where.pid ? "packet " : "section ");
+        text_ += short_line().decimal(static_cast<std::int64_t>(where.number));
+        text_.append(column_gap).append(names::table_id(table_id));
+        end_color();
+        text_ += '\n';
+    }
+
+    template <typename Record>
+    void fields_of(const Record& record) {
+        fields([&record](auto& to) { visit_fields(record, to); }, indent_step);
+    }
+
     void note(std::string_view sentence) {
-        line(indent_step, colored(yellow, "note: " + std::string(sentence)));
+        begin_line(indent_step);
+        begin_color(yellow);
+        text_.append("note: ").append(sentence);
+        end_color();
+        text_ += '\n';
     }
 
-    /// Names and values in two columns, each loop behind the field that it belongs to.
-    void fields(record::const_iterator begin, record::const_iterator end, std::size_t indent) {
-        std::size_t width = 0;
-        for (auto f = begin; f != end; ++f) {
-            if (is_single(*f)) width = std::max(width, f->name.size());
-        }
-        for (auto f = begin; f != end; ++f) {
-            if (is_single(*f)) {
-                line(indent, colored(cyan, padded(std::string(f->name), width)) +
-                                 std::string(column_gap) + std::visit(print_, f->value));
-            } else {
-                loop(*f, indent);
-            }
-        }
-    }
+    void append(std::string_view lines) { text_ += lines; }
 
-    const std::string& text() const { return text_; }
+    /// Writes the block, whole and apart from the one before, and is empty again.
+    void write(output& to) {
+        // One write, so that no block is ever seen in part.
+        to.write(text_);
+        // The blank line in front of the next one.
+        text_.assign(1, '\n');
+        if (text_.capacity() > most_bytes_kept) text_.shrink_to_fit();
+    }
 
 private:
-    void loop(const field& f, std::size_t indent) {
-        const record_list* const list = records_of(f);
-        const described_list* const described = descriptors_of(f);
-        if (described != nullptr && described->descriptors.empty()) return;
-        line(indent, colored(cyan, std::string(f.name)));
-        if (list != nullptr) {
-            rows(list->records, indent + indent_step);
-        } else {
-            descriptors(*described, indent + indent_step);
-        }
+    // A section's block has some thousand bytes. A rare long one does not keep its memory for good.
+    static constexpr std::size_t most_bytes_kept = 256 * 1024;
+    // Of the loops that fields.h describes.
+    static constexpr std::size_t most_columns = 8;
+
+    /// A part of cells_text_.
+    struct cell {
+        std::size_t begin;
+        std::size_t size;
+        std::size_t width;  ///< columns of a terminal
+    };
+
+    /// Names and values in two columns, each loop behind the field that it belongs to.
+    /// `describe(to)` names the fields.
+    template <typename Describe>
+    void fields(const Describe& describe, std::size_t indent) {
+        name_column column;
+        describe(column);
+        auto line = [&](std::string_view name, const auto& value) {
+            using kind = std::decay_t<decltype(value)>;
+            if constexpr (!is_cell<kind>) {
+                if (!is_single(value)) return named_loop(name, value, indent);
+            }
+            if constexpr (!is_descriptors<kind>) {
+                begin_line(indent);
+                begin_color(cyan);
+                text_ += name;
+                text_.append(column.width - name.size(), ' ');
+                end_color();
+                text_ += column_gap;
+                print_(value);
+                text_ += '\n';
+            }
+        };
+        describe(line);
     }
 
-    /// A column for each field and a line for each record, its loops behind it.
-    void rows(const std::vector<record>& records, std::size_t indent) {
-        std::vector<std::size_t> widths;
-        std::vector<std::string> headings;
-        for (const field& f : records.front()) {
-            if (!is_column(f)) continue;
-            headings.emplace_back(f.name);
-            widths.push_back(f.name.size());
-        }
-        std::vector<std::vector<std::string>> cells;
-        for (const record& r : records) {
-            cells.push_back(cells_of(r));
-            for (std::size_t i = 0; i < widths.size(); ++i) {
-                const std::string& cell = cells.back()[i];
-                widths[i] = std::max(widths[i], display_width(cell).value_or(cell.size()));
-            }
-        }
-
-        line(indent, colored(cyan, aligned(headings, widths)));
-        for (std::size_t i = 0; i < records.size(); ++i) {
-            line(indent, aligned(cells[i], widths));
-            for (const field& f : records[i]) {
-                if (const auto* const list = std::get_if<record_list>(&f.value)) {
-                    if (!list->records.empty()) loop(f, indent + indent_step);
-                } else if (const described_list* const described = descriptors_of(f)) {
-                    descriptors(*described, indent + indent_step);
-                }
-            }
-        }
+    void named_loop(std::string_view name, const descriptors& value, std::size_t indent) {
+        if (value.list.empty()) return;
+        begin_line(indent);
+        colored(name);
+        text_ += '\n';
+        descriptor_lines(value, indent + indent_step);
+    }
+    template <typename Entries, typename Describe>
+    void named_loop(std::string_view name, const loop<Entries, Describe>& value,
+                    std::size_t indent) {
+        begin_line(indent);
+        colored(name);
+        text_ += '\n';
+        rows(value, indent + indent_step);
     }
 
-    void descriptors(const described_list& list, std::size_t indent) {
-        for (const record& d : list.descriptors) descriptor(d, indent);
+    /// A column for each field and a line for each entry, its loops behind it.
+    template <typename Entries, typename Describe>
+    void rows(const loop<Entries, Describe>& value, std::size_t indent) {
+        const std::size_t first_cell = cells_.size();
+        const std::size_t first_byte = cells_text_.size();
+        std::array<std::size_t, most_columns> widths = {};
+        std::size_t column = 0;
+        const auto end_cell = [&](std::size_t begin) {
+            const std::string_view shown = std::string_view(cells_text_).substr(begin);
+            cells_.push_back({begin, shown.size(), display_width(shown).value_or(shown.size())});
+            widths[column] = std::max(widths[column], cells_.back().width);
+            ++column;
+        };
+        auto heading = [&](std::string_view name, const auto& field) {
+            if constexpr (is_cell<std::decay_t<decltype(field)>>) {
+                const std::size_t begin = cells_text_.size();
+                cells_text_ += name;
+                end_cell(begin);
+            }
+        };
+        auto value_cell = [&](std::string_view /*name*/, const auto& field) {
+            if constexpr (is_cell<std::decay_t<decltype(field)>>) {
+                const std::size_t begin = cells_text_.size();
+                print_cell_(field);
+                end_cell(begin);
+            }
+        };
+        value.describe(*value.entries.begin(), heading);
+        const std::size_t columns = column;
+        for (const auto& entry : value.entries) {
+            column = 0;
+            value.describe(entry, value_cell);
+        }
+
+        std::size_t next = first_cell;
+        const auto line_of_cells = [&] {
+            for (column = 0; column < columns; ++column) {
+                const bool is_last = column + 1 == columns;
+                append_cell(cells_[next++], is_last ? 0 : widths[column]);
+                if (!is_last) text_ += column_gap;
+            }
+        };
+        auto loops = [&](std::string_view name, const auto& field) {
+            using kind = std::decay_t<decltype(field)>;
+            if constexpr (is_descriptors<kind>) {
+                descriptor_lines(field, indent + indent_step);
+            } else if constexpr (is_loop<kind>::value) {
+                if (!is_single(field)) named_loop(name, field, indent + indent_step);
+            }
+        };
+        begin_line(indent);
+        begin_color(cyan);
+        line_of_cells();
+        end_color();
+        text_ += '\n';
+        for (const auto& entry : value.entries) {
+            begin_line(indent);
+            line_of_cells();
+            text_ += '\n';
+            value.describe(entry, loops);
+        }
+        cells_.resize(first_cell);
+        cells_text_.resize(first_byte);
+    }
+
+    void append_cell(const cell& shown, std::size_t width) {
+        text_.append(cells_text_, shown.begin, shown.size);
+        if (width > shown.width) text_.append(width - shown.width, ' ');
+    }
+
+    void descriptor_lines(const descriptors& value, std::size_t indent) {
+        for (const si_parser::descriptor_ptr& d : value.list) {
+            visit_descriptor(*d, [&](const auto& known) { descriptor(known, indent); });
+        }
     }
 
     /// "0x52 stream_identifier_descriptor, 1 byte", and what it says: a single field on the same
     /// line.
-    void descriptor(const record& d, std::size_t indent) {
-        const std::int64_t tag = std::get<number>(d[0].value).value;
-        const std::int64_t length = std::get<number>(d[1].value).value;
-        const std::string& type = std::get<si_inspect::text>(d[2].value).utf8;
-        const std::string heading = hex_number(tag, 2) + ' ' + colored(cyan, type) + ", " +
-                                    std::to_string(length) + (length == 1 ? " byte" : " bytes");
-        const auto first = d.begin() + 3;
-        const bool fits = d.end() - first == 1 && is_single(*first);
-        if (fits) {
-            line(indent, heading + ": " + colored(cyan, std::string(first->name)) + ' ' +
-                             std::visit(print_, first->value));
+    template <typename Descriptor>
+    void descriptor(const Descriptor& d, std::size_t indent) {
+        begin_line(indent);
+        text_ += short_line().hex(d.tag, 2) << ' ';
+        colored(type_name<Descriptor>);
+        text_ += std::string_view(", ");
+        text_ += short_line().decimal(d.length);
+        text_ += d.length == 1 ? " byte" : " bytes";
+
+        const auto describe = [&d](auto& to) { visit_fields(d, to); };
+        name_column told;
+        describe(told);
+        if (told.fields == 1 && told.singles == 1) {
+            auto only = [&](std::string_view name, const auto& value) {
+                if constexpr (!is_descriptors<std::decay_t<decltype(value)>>) {
+                    text_ += ": ";
+                    colored(name);
+                    text_ += ' ';
+                    print_(value);
+                }
+            };
+            describe(only);
+            text_ += '\n';
         } else {
-            line(indent, heading);
-            fields(first, d.end(), indent + 2 * indent_step);
+            text_ += '\n';
+            fields(describe, indent + 2 * indent_step);
         }
     }
 
-    static bool is_column(const field& f) {
-        return !std::holds_alternative<record_list>(f.value) &&
-               !std::holds_alternative<described_list>(f.value);
+    void begin_line(std::size_t indent) { text_.append(indent, ' '); }
+    void begin_color(std::string_view color) {
+        if (how_.color) text_ += color;
     }
-
-    std::vector<std::string> cells_of(const record& r) const {
-        std::vector<std::string> cells;
-        for (const field& f : r) {
-            if (is_column(f)) cells.push_back(std::visit(print_, f.value));
-        }
-        return cells;
+    void end_color() {
+        if (how_.color) text_ += no_color;
     }
-
-    static std::string aligned(const std::vector<std::string>& cells,
-                               const std::vector<std::size_t>& widths) {
-        std::string joined;
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            const bool last = i + 1 == cells.size();
-            joined += last ? cells[i] : padded(cells[i], widths[i]) + std::string(column_gap);
-        }
-        return joined;
-    }
-
-    std::string colored(std::string_view color, const std::string& words) const {
-        return how_.color ? std::string(color) + words + std::string(no_color) : words;
-    }
-    void line(std::size_t indent, const std::string& content) {
-        text_.append(indent, ' ').append(content).append("\n");
+    void colored(std::string_view name) {
+        begin_color(cyan);
+        text_ += name;
+        end_color();
     }
 
     const text_writer::settings& how_;
-    value_printer print_;
     std::string text_;
+    value_printer print_;
+    // The cells of the loops that are being written, an inner loop's behind its outer one's.
+    std::string cells_text_;
+    std::vector<cell> cells_;
+    value_printer print_cell_;
 };
 
-std::string upper_case(std::string_view word) {
-    std::string upper;
-    for (const char c : word)
-        upper += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
-    return upper;
-}
+text_writer::text_writer(output& to, const settings& how)
+    : to_(to), how_(how), block_(std::make_unique<text_block>(how_)) {}
 
-/// "SDT  PID 0x0011 (17)  packet 13831  service description, actual transport stream"
-std::string title_of(const place& where, std::uint32_t table_id) {
-    std::string title = upper_case(names::table_kind(table_id));
-    const auto add = [&](const std::string& part) { title.append(column_gap).append(part); };
-    if (!where.file.empty()) add(printable(where.file));
-    if (where.pid) add(name_of_pid(*where.pid));
-    add((where.pid ? "packet " : "section ") + std::to_string(where.number));
-    add(std::string(names::table_id(table_id)));
-    return title;
-}
-
-}  // namespace
+text_writer::~text_writer() = default;
 
 void text_writer::table(const sighting& seen) {
-    const table_ref& table = *seen.table;
-    const std::uint32_t table_id =
-        std::visit([](const auto* decoded) { return decoded->table_id; }, table);
-    const record fields = describe(table);
-
-    block block(how_);
-    block.title(title_of(seen.where, table_id));
-    block.fields(fields.begin(), fields.end(), indent_step);
+    std::visit(
+        [&](const auto* decoded) {
+            block_->title(seen.where, decoded->table_id);
+            block_->fields_of(*decoded);
+        },
+        *seen.table);
     if (how_.notes) {
-        for (const std::string_view sentence : receiver_notes(table)) block.note(sentence);
+        for (const std::string_view sentence : receiver_notes(*seen.table)) block_->note(sentence);
     }
-    // One write for the whole block, so that none is ever seen in part.
-    to_.write((first_ ? "" : "\n") + block.text());
-    first_ = false;
+    block_->write(to_);
 }
 
 void text_writer::finish(const totals* counts) {
-    if (counts != nullptr) to_.write((first_ ? "" : "\n") + to_text(*counts));
+    if (counts == nullptr) return;
+    block_->append(to_text(*counts));
+    block_->write(to_);
 }
 
 }  // namespace orvix::si_inspect

@@ -1,13 +1,15 @@
 #pragma once
 
-#include <string>
-#include <vector>
+#include <broadcast/times.h>
+
+#include <memory>
 
 #include "output.h"
-#include "writers/fields.h"
 #include "writers/writer.h"
 
 namespace orvix::si_inspect {
+
+class text_block;
 
 /// For people: a block of aligned lines for each section, with the library's field names and the
 /// raw value beside what it means.
@@ -18,7 +20,8 @@ public:
         bool color = false;
         bool notes = false;  ///< where the library reads otherwise than the broadcast standards
     };
-    text_writer(output& to, const settings& how) : to_(to), how_(how) {}
+    text_writer(output& to, const settings& how);
+    ~text_writer() override;
 
     void table(const broadcast::sighting& seen) override;
     void finish(const totals* counts) override;
@@ -26,7 +29,7 @@ public:
 private:
     output& to_;
     settings how_;
-    bool first_ = true;
+    std::unique_ptr<text_block> block_;
 };
 
 }  // namespace orvix::si_inspect

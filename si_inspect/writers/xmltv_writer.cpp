@@ -24,7 +24,7 @@ std::string xmltv_time(std::time_t clock, utc_offset offset) {
     gmtime_r(&clock, &shown);
     std::array<char, 32> digits;
     std::strftime(digits.data(), digits.size(), "%Y%m%d%H%M%S ", &shown);
-    std::string zone = iso_offset(offset);
+    std::string zone(iso_offset(offset));
     zone.erase(zone.find(':'), 1);
     return digits.data() + zone;
 }

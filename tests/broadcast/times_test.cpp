@@ -1,6 +1,8 @@
 #include <broadcast/times.h>
 #include <gtest/gtest.h>
 
+#include <array>
+
 namespace orvix::broadcast {
 namespace {
 
@@ -10,6 +12,20 @@ TEST(Times, ShowTheBroadcastsClockAndItsOffset) {
     EXPECT_EQ(iso_time(1795293000, brasilia), "2026-11-21T20:30:00-03:00");
     EXPECT_EQ(iso_time(1795293000, minutes(330)), "2026-11-21T20:30:00+05:30");
     EXPECT_EQ(iso_time(0, minutes(0)), "1970-01-01T00:00:00+00:00");
+}
+
+TEST(Times, AgreeWithTheCLibrarysCalendarOnEveryDayOf32Bits) {
+    constexpr std::time_t day = 86'400;
+    constexpr std::time_t first = -2'147'483'648;
+    constexpr std::time_t last = 2'156'111'265;  // beyond the 16 bits of the broadcast's days
+    for (std::time_t seconds = first; seconds <= last; seconds += day - 1) {
+        if (seconds == undefined_time) continue;
+        std::tm shown = {};
+        gmtime_r(&seconds, &shown);
+        std::array<char, 32> text;
+        std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S+00:00", &shown);
+        ASSERT_EQ(iso_time(seconds, minutes(0)), text.data()) << seconds;
+    }
 }
 
 TEST(Times, BeforeTheEpochAreShownAsTheLibraryWrapsThem) {

@@ -1,0 +1,18 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace orvix::si_inspect {
+
+/// What `bytes`, which are not empty, begin with: a character of UTF-8, or as many bytes as have to
+/// be taken for a damaged one.
+struct utf8_character {
+    char32_t code = 0;
+    std::size_t size = 1;
+    bool is_valid = false;
+};
+utf8_character first_character(std::string_view bytes);
+
+}  // namespace orvix::si_inspect

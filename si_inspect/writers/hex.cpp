@@ -1,0 +1,31 @@
+#include "writers/hex.h"
+
+#include <array>
+
+namespace orvix::si_inspect {
+
+void append_hex(std::string& to, std::string_view bytes) {
+    constexpr std::string_view digits = "0123456789abcdef";
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        to += digits[byte >> 4];
+        to += digits[byte & 0xF];
+    }
+}
+
+char* write_hex_number(char* to, std::uint32_t value, int least_digits) {
+    constexpr std::string_view digits = "0123456789ABCDEF";
+    int count = least_digits;
+    while (count < 8 && value >> 4 * count != 0) ++count;
+    *to++ = '0';
+    *to++ = 'x';
+    for (int i = count - 1; i >= 0; --i) *to++ = digits[value >> 4 * i & 0xF];
+    return to;
+}
+
+std::string hex_number(std::uint32_t value, int least_digits) {
+    std::array<char, 10> text;
+    return {text.data(), write_hex_number(text.data(), value, least_digits)};
+}
+
+}  // namespace orvix::si_inspect
