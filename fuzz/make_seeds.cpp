@@ -65,6 +65,7 @@ std::map<std::string, std::vector<bytes>> sections() {
     std::vector<bytes> all;
     for (const auto& [target, seeds] : of_target) all.insert(all.end(), seeds.begin(), seeds.end());
     of_target["all"] = all;
+    of_target["readings"] = all;
     return of_target;
 }
 

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <si_parser/descriptors.h>
+
+#include <string>
+#include <vector>
+
+#include "readings.h"
+#include "span.h"
+
+namespace orvix::broadcast {
+
+/// Adds where the receiver's descriptor says something else than the one that was sent. `pointer`
+/// makes the JSON pointer of one of its fields; it is only called where there is a difference.
+class descriptor_differences {
+public:
+    descriptor_differences(bool in_ait, std::vector<difference>& to) : in_ait_(in_ait), to_(to) {}
+
+    template <typename Pointer>
+    void compare(span sent, const si_parser::descriptor& received, Pointer pointer) {
+        const std::size_t first = to_.size();
+        find(sent, received);
+        for (std::size_t i = first; i < to_.size(); ++i) to_[i].pointer = pointer(to_[i].pointer);
+    }
+
+private:
+    /// Leaves the field's name where its pointer is to stand.
+    void find(span sent, const si_parser::descriptor& received);
+
+    void find_service(span sent, const si_parser::service_descriptor& received);
+    void find_short_event(span sent, const si_parser::short_event_descriptor& received);
+    void find_component(span sent, const si_parser::component_descriptor& received);
+    void find_ts_information(span sent, const si_parser::ts_information_descriptor& received);
+    void find_local_time_offset(span sent, const si_parser::localtime_offset_descriptor& received);
+    void find_ip_transport(span sent, const si_parser::transport_protocol_descriptor_ip& received);
+    void find_other_type(span sent);
+
+    void text(const char* field, span sent, const std::string& received);
+    void offset(const char* field, bool is_negative, std::uint16_t sent);
+
+    bool in_ait_;
+    std::vector<difference>& to_;
+};
+
+}  // namespace orvix::broadcast
