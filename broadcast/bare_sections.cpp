@@ -39,16 +39,17 @@ void bare_sections::take(std::size_t begin, std::size_t size) {
     section_.assign(first, first + static_cast<std::ptrdiff_t>(size));
     section_.push_back(0);
 
-    place where;
-    where.file = name_;
-    where.number = sections_++;
+    sighting seen;
+    seen.where.file = name_;
+    seen.where.number = sections_++;
+    seen.size = size;
     const section_feed::gate_result result =
         section_feed::check_section(section_.data(), size, intake_.gate_options());
     if (result.admitted()) {
         ++admitted_;
-        intake_.admit(where, section_.data(), size);
+        intake_.admit(seen, section_.data());
     } else {
-        intake_.refuse(where, {result, section_.data(), size});
+        intake_.refuse(seen.where, {result, section_.data(), size});
     }
 }
 

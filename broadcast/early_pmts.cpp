@@ -47,8 +47,7 @@ void early_pmts::keep(const section_feed::section& found) {
     if (found.bytes[0] != pmt_table_id || kept_ == most_sections) return;
     ++kept_;
     by_pid_[found.pid].push_back(
-        {std::vector<std::uint8_t>(found.bytes, found.bytes + found.size + 1),
-         found.packet_index});
+        {std::vector<std::uint8_t>(found.bytes, found.bytes + found.size + 1), found.packet_index});
 }
 
 std::vector<early_pmts::pmt_section> early_pmts::take(std::uint16_t pid) {

@@ -9,15 +9,13 @@ constexpr std::uint16_t no_pid = 0xFFFF;
 
 }  // namespace
 
-const table_ref* intake::admit(const place& where, std::uint8_t* section, std::size_t size,
-                               const programs* known_programs) {
-    sighting seen = {where, section, size};
-    seen.known_programs = known_programs;
+const table_ref* intake::admit(sighting seen, std::uint8_t* section) {
+    seen.bytes = section;
     seen.where.crc_error =
-        !how_.check_crc && !section_feed::check_section(section, size).admitted();
-    seen.is_new = repeats_.is_new(where.pid.value_or(no_pid), section, size);
+        !how_.check_crc && !section_feed::check_section(section, seen.size).admitted();
+    seen.is_new = repeats_.is_new(seen.where.pid.value_or(no_pid), section, seen.size);
     table_.reset();
-    if (seen.is_new || how_.decode_repeats) table_ = decoder_.decode(section, size);
+    if (seen.is_new || how_.decode_repeats) table_ = decoder_.decode(section, seen.size);
     if (table_) seen.table = &*table_;
     to_.section(seen);
     is_done_ = to_.is_done();

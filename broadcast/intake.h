@@ -27,10 +27,9 @@ public:
 
     section_feed::gate_options gate_options() const { return {how_.check_crc}; }
 
-    /// Takes a section that the gate admitted, with a spare byte behind it. Returns its table if it
-    /// is new: valid until the next call.
-    const table_ref* admit(const place& where, std::uint8_t* section, std::size_t size,
-                           const programs* known_programs = nullptr);
+    /// Takes a section that the gate admitted, with a spare byte behind it. `seen` says where, when
+    /// and how large it is. Returns its table if it is new: valid until the next call.
+    const table_ref* admit(sighting seen, std::uint8_t* section);
     void refuse(const place& where, const refusal& what);
 
     /// What comes on this PID from now on is new.
@@ -39,8 +38,8 @@ public:
 
     /// Whether the observer wants no more, or the reading was interrupted.
     bool is_over() const {
-        return is_done_ || (how_.interrupted != nullptr &&
-                            how_.interrupted->load(std::memory_order_relaxed));
+        return is_done_ ||
+               (how_.interrupted != nullptr && how_.interrupted->load(std::memory_order_relaxed));
     }
 
 private:

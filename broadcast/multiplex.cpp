@@ -15,8 +15,8 @@ constexpr std::uint16_t last_reserved_pid = 0x002F;
 constexpr std::uint16_t first_one_seg_pid = 0x1FC8;
 constexpr std::uint16_t last_one_seg_pid = 0x1FCF;
 
-std::size_t pid_of(const section_feed::packet& p) {
-    return static_cast<std::size_t>(p.bytes[1] & 0x1F) << 8 | p.bytes[2];
+std::uint16_t pid_of(const section_feed::packet& p) {
+    return static_cast<std::uint16_t>((p.bytes[1] & 0x1F) << 8 | p.bytes[2]);
 }
 
 }  // namespace
@@ -24,6 +24,7 @@ std::size_t pid_of(const section_feed::packet& p) {
 multiplex::multiplex(std::string name, observer& to, const settings& how)
     : name_(std::move(name)),
       how_(how),
+      to_(to),
       intake_(to, how),
       collector_([this](const section_feed::section& found) { take(found); },
                  [this](const section_feed::section& found, const section_feed::gate_result& why) {
@@ -57,10 +58,17 @@ void multiplex::filled(std::size_t size) {
 void multiplex::push_packets() {
     section_feed::packet p;
     while (!intake_.is_over() && reader_.next(p)) {
-        pids_.set(pid_of(p));
+        observe(p);
         early_pmts_.push(p);
         collector_.push(p);
     }
+}
+
+void multiplex::observe(const section_feed::packet& p) {
+    const section_feed::packet_fault fault = counts_.push(p);
+    if (fault != section_feed::packet_fault::none) to_.packet_fault(p, pid_of(p), fault);
+    const section_feed::clock_reference* const reference = clock_.push(p);
+    if (reference != nullptr) to_.clock_reference(*reference);
 }
 
 void multiplex::end() {
@@ -78,8 +86,12 @@ place multiplex::place_of(const section_feed::section& found) const {
 }
 
 void multiplex::take(const section_feed::section& found) {
-    const table_ref* const table =
-        intake_.admit(place_of(found), found.bytes, found.size, &programs_);
+    sighting seen;
+    seen.where = place_of(found);
+    seen.size = found.size;
+    seen.known_programs = &programs_;
+    seen.seconds = clock_.seconds(found.packet_index);
+    const table_ref* const table = intake_.admit(seen, found.bytes);
     if (table != nullptr) follow_references(*table, found.pid);
 }
 

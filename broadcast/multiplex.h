@@ -2,8 +2,9 @@
 
 #include <section_feed/packet_reader.h>
 #include <section_feed/section_collector.h>
+#include <section_feed/stream_clock.h>
+#include <section_feed/stream_counts.h>
 
-#include <bitset>
 #include <cstdint>
 #include <set>
 #include <string>
@@ -33,13 +34,15 @@ public:
 
     const section_feed::packet_reader& reader() const { return reader_; }
     const section_feed::section_collector& collector() const { return collector_; }
-    /// PIDs that were met.
-    const std::bitset<0x2000>& pids() const { return pids_; }
+    /// Of all PIDs, also of those whose sections nobody wants.
+    const section_feed::stream_counts& counts() const { return counts_; }
+    const section_feed::stream_clock& clock() const { return clock_; }
     /// What the stream may make us keep.
     std::vector<bound> bounds() const;
 
 private:
     void push_packets();
+    void observe(const section_feed::packet& p);
     void take(const section_feed::section& found);
     void refuse(const section_feed::section& found, const section_feed::gate_result& why);
     void follow_references(const table_ref& table, std::uint16_t pid);
@@ -49,13 +52,15 @@ private:
 
     std::string name_;
     settings how_;
+    observer& to_;
     intake intake_;
     section_feed::packet_reader reader_;
     section_feed::section_collector collector_;
     programs programs_;
     early_pmts early_pmts_;
     std::vector<std::uint16_t> newly_referred_;
-    std::bitset<0x2000> pids_;
+    section_feed::stream_counts counts_;
+    section_feed::stream_clock clock_;
 };
 
 }  // namespace orvix::broadcast

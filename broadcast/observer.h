@@ -1,5 +1,13 @@
 #pragma once
 
+#include <section_feed/packet_reader.h>
+#include <section_feed/stream_clock.h>
+#include <section_feed/stream_counts.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
 #include "place.h"
 #include "table_ref.h"
 
@@ -19,6 +27,9 @@ struct sighting {
     const table_ref* table = nullptr;
     /// What PAT and PMTs said before it; null in a file of bare sections.
     const programs* known_programs = nullptr;
+    /// Of the stream, from its first packet to that in which the section ended; none where no PCRs
+    /// tell it (yet).
+    std::optional<double> seconds;
 };
 
 /// Is told what comes in an input, in its order.
@@ -29,6 +40,10 @@ public:
     observer(const observer&) = delete;
     observer& operator=(const observer&) = delete;
 
+    /// What is wrong with a packet, of any PID. Before the section that the packet ends.
+    virtual void packet_fault(const section_feed::packet& /*packet*/, std::uint16_t /*pid*/,
+                              section_feed::packet_fault /*what*/) {}
+    virtual void clock_reference(const section_feed::clock_reference& /*reference*/) {}
     virtual void section(const sighting& seen) = 0;
     virtual void refused(const place& where, const refusal& what) = 0;
     /// Whether it has seen enough; asked behind each section.

@@ -74,6 +74,10 @@ void tables_view::section(const sighting& seen) {
         if (seen.is_new) ++counts_.passed_over;
         return;
     }
+    // Time is watched also where nobody wants to see it now: news is what differs from the last.
+    const bool is_time =
+        names::table_kind(table_id) == "tdt" || names::table_kind(table_id) == "tot";
+    if (is_time && !passing_time_.is_news(seen) && !how_.all) return;
     if (is_done() || !is_wanted(seen.where, table_id) || !concerns(seen, how_.services)) return;
     to_.table(seen);
     ++counts.shown;

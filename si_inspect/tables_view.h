@@ -9,6 +9,7 @@
 #include <tuple>
 
 #include "options.h"
+#include "passing_time.h"
 #include "totals.h"
 #include "writers/writer.h"
 
@@ -25,8 +26,11 @@ public:
     tables_view(const options& how, writer& to, refusal_reporter report_refusal)
         : how_(how), to_(to), report_refusal_(std::move(report_refusal)) {}
 
-    /// Another input begins: a refusal that was told of the one before counts as new.
-    void begin_input() { refusals_.clear(); }
+    /// Another input begins: what was told of the one before counts as new.
+    void begin_input() {
+        refusals_.clear();
+        passing_time_ = {};
+    }
 
     void section(const broadcast::sighting& seen) override;
     void refused(const broadcast::place& where, const broadcast::refusal& what) override;
@@ -50,6 +54,7 @@ private:
     writer& to_;
     refusal_reporter report_refusal_;
     std::set<refusal_key> refusals_;
+    passing_time passing_time_;
     // Nobody reads more of them, and a stream may be damaged in a new way in each section.
     broadcast::bound different_refusals_ = {"different refusals", 1'000};
     totals counts_;

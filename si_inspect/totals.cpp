@@ -30,11 +30,24 @@ void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const s
     }
 }
 
+/// One line for each PID: "PID 0x0111 (273): 3".
+void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const std::string& name,
+                const std::map<std::uint16_t, std::uint64_t>& counts) {
+    for (const auto& [pid, count] : counts) {
+        lines.emplace_back(name, name_of_pid(pid) + ": " + std::to_string(count));
+    }
+}
+
 }  // namespace
 
 void totals::add(const broadcast::multiplex& stream) {
     packets += stream.reader().packets();
-    pids |= stream.pids();
+    for (std::uint16_t pid = 0; pid < pids.size(); ++pid) {
+        const section_feed::packet_counts& counts = stream.counts().of(pid);
+        if (counts.packets > 0) pids.set(pid);
+        if (counts.transport_errors > 0) transport_errors[pid] += counts.transport_errors;
+        if (counts.continuity_errors > 0) continuity_errors[pid] += counts.continuity_errors;
+    }
     skipped_bytes += stream.reader().skipped_bytes();
     sync_losses += stream.reader().sync_losses();
     for (const auto& [pid, of_pid] : stream.collector().counts()) {
@@ -85,6 +98,8 @@ std::string to_text(const totals& counts) {
         lines.emplace_back("passed over", count_of(counts.passed_over, "section") +
                                               " without section_syntax_indicator");
     }
+    add_by_pid(lines, "transport errors", counts.transport_errors);
+    add_by_pid(lines, "continuity errors", counts.continuity_errors);
     add_by_pid(lines, "refused", counts.refused);
     add_by_pid(lines, "dropped", counts.dropped);
     if (counts.skipped_bytes > 0) {

@@ -17,6 +17,9 @@ namespace orvix::si_inspect {
 struct totals {
     std::uint64_t packets = 0;
     std::bitset<0x2000> pids;  ///< those that were met
+    /// By PID; of all PIDs, also of those whose sections nobody wants.
+    std::map<std::uint16_t, std::uint64_t> transport_errors;
+    std::map<std::uint16_t, std::uint64_t> continuity_errors;
     std::uint64_t skipped_bytes = 0;
     std::uint64_t sync_losses = 0;
 
@@ -46,7 +49,8 @@ struct totals {
 
     /// Whether everything that was there was also read.
     bool complete() const {
-        return refused.empty() && dropped.empty() && skipped_bytes == 0 && left_out.empty();
+        return refused.empty() && dropped.empty() && transport_errors.empty() &&
+               continuity_errors.empty() && skipped_bytes == 0 && left_out.empty();
     }
 };
 

@@ -259,6 +259,14 @@ void add_tables(json_line& line, const std::map<std::string_view, totals::table_
     line.end_object();
 }
 
+void add_by_pid(json_line& line, std::string_view name,
+                const std::map<std::uint16_t, std::uint64_t>& counts) {
+    line.key(name);
+    line.begin_object();
+    for (const auto& [pid, count] : counts) line.field(pid_key(pid), count);
+    line.end_object();
+}
+
 void add_not_decoded(json_line& line, const totals& counts) {
     line.key("not_decoded");
     line.begin_object();
@@ -327,6 +335,8 @@ void json_writer::finish(const totals* counts) {
     add_tables(*line_, counts->tables);
     add_not_decoded(*line_, *counts);
     line_->field("passed_over", counts->passed_over);
+    add_by_pid(*line_, "transport_errors", counts->transport_errors);
+    add_by_pid(*line_, "continuity_errors", counts->continuity_errors);
     add_by_pid(*line_, "refused", counts->refused);
     add_by_pid(*line_, "dropped", counts->dropped);
     line_->field("skipped_bytes", counts->skipped_bytes);

@@ -92,8 +92,7 @@ TEST_F(Multiplex, ReadsAPidThatNothingRefersToWhenAsked) {
 }
 
 TEST_F(Multiplex, FollowsOneSegPmtsAndTheirApplicationsWithoutAPat) {
-    const bytes pmt =
-        pmt_section(mobile_service, 0x0200, {}, elementary_stream(0x05, ait_pid));
+    const bytes pmt = pmt_section(mobile_service, 0x0200, {}, elementary_stream(0x05, ait_pid));
     stream_writer stream;
     stream.section(0x1FC7, pmt).section(0x1FCF, pmt).section(ait_pid, ait());
     EXPECT_THAT(shown(stream), ElementsAre("pmt 0x1FCF", "ait 0x0140"));
@@ -114,8 +113,7 @@ TEST_F(Multiplex, TakesThePmtsThatCameBeforeThePatThatNamesThem) {
         .section(0x0000, pat())
         .section(hd_pmt_pid, hd_pmt({1}))
         .section(ait_pid, ait());
-    EXPECT_THAT(shown(stream),
-                ElementsAre("pat 0x0000", "pmt 0x0110", "pmt 0x0110", "ait 0x0140"));
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0110", "pmt 0x0110", "ait 0x0140"));
     EXPECT_THAT(to.packets, ElementsAre(6u, 3u, 5u, 8u));
 }
 
@@ -129,10 +127,10 @@ TEST_F(Multiplex, TellsTheRefusalOfAPmtThatCameBeforeItsPat) {
 
 TEST_F(Multiplex, LooksForEarlyPmtsUntilAWholePatIsThere) {
     const auto half = [](std::uint8_t number) {
-        return pat_section(multiplex_id,
-                           number == 0 ? program(mobile_service, 0x0200)
-                                       : program(hd_service, hd_pmt_pid),
-                           {0, 1, number, 1});
+        return pat_section(
+            multiplex_id,
+            number == 0 ? program(mobile_service, 0x0200) : program(hd_service, hd_pmt_pid),
+            {0, 1, number, 1});
     };
     const bytes whole = pat_section(multiplex_id, program(hd_service, hd_pmt_pid), {1});
     stream_writer in_halves;
@@ -172,8 +170,8 @@ TEST_F(Multiplex, FollowsAPidAsLongAsOneProgrammeRefersToIt) {
         .section(0x0000, naming(program(2, 0x0120), 2))
         .section(0x0110, pmt_of(2, 1))
         .section(0x0120, pmt_of(2, 2));
-    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pat 0x0000", "pmt 0x0110", "pat 0x0000",
-                                           "pmt 0x0120"));
+    EXPECT_THAT(shown(stream),
+                ElementsAre("pat 0x0000", "pat 0x0000", "pmt 0x0110", "pat 0x0000", "pmt 0x0120"));
 }
 
 TEST_F(Multiplex, GivesUpTheApplicationsThatANewPmtDoesNotName) {
@@ -186,8 +184,7 @@ TEST_F(Multiplex, GivesUpTheApplicationsThatANewPmtDoesNotName) {
         .section(hd_pmt_pid, naming(0x0141, 1))
         .section(ait_pid, ait())
         .section(0x0141, ait());
-    EXPECT_THAT(shown(stream),
-                ElementsAre("pat 0x0000", "pmt 0x0110", "pmt 0x0110", "ait 0x0141"));
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0110", "pmt 0x0110", "ait 0x0141"));
 }
 
 TEST_F(Multiplex, LeavesOutAndCountsTheProgrammesBeyondItsBound) {
@@ -292,7 +289,8 @@ TEST_F(Multiplex, TakesSectionsOfDifferentServicesNumbersAndStreamsForDifferentO
 }
 
 TEST_F(Multiplex, GivesUpThePmtsThatANewPatDoesNotName) {
-    const bytes without_hd = pat_section(multiplex_id, program(mobile_service, mobile_pmt_pid), {1});
+    const bytes without_hd =
+        pat_section(multiplex_id, program(mobile_service, mobile_pmt_pid), {1});
     stream_writer stream;
     stream.section(0x0000, pat()).section(hd_pmt_pid, hd_pmt()).section(0x0000, without_hd);
     stream.section(hd_pmt_pid, hd_pmt({9})).section(ait_pid, ait());
@@ -300,7 +298,8 @@ TEST_F(Multiplex, GivesUpThePmtsThatANewPatDoesNotName) {
 }
 
 TEST_F(Multiplex, FollowsTheApplicationsOfAProgrammeThatComesBack) {
-    const bytes without_hd = pat_section(multiplex_id, program(mobile_service, mobile_pmt_pid), {1});
+    const bytes without_hd =
+        pat_section(multiplex_id, program(mobile_service, mobile_pmt_pid), {1});
     stream_writer stream;
     stream.section(0x0000, pat())
         .section(hd_pmt_pid, hd_pmt())

@@ -74,13 +74,69 @@ TEST_F(TablesView, ShowsRepeatsWhenAsked) {
     EXPECT_THAT(shown(stream), ElementsAre("sdt 0x0011", "sdt 0x0011"));
 }
 
-TEST_F(TablesView, ShowsEveryTime) {
+/// A TOT at hh:mm:ss of one day, in BCD.
+bytes tot_at(std::uint32_t hhmmss, const bytes& descriptors = {}) {
+    return tot_section(utc_time(day, hhmmss), descriptors);
+}
+
+TEST_F(TablesView, ShowsATimeThatIsTheFirstAndNotItsPassing) {
     stream_writer stream;
-    stream.section(0x0014, tdt())
-        .section(0x0014, tdt())
-        .section(0x0014, tot())
-        .section(0x0014, tot());
+    stream.section(0x0014, tot_at(0x120000))
+        .section(0x0014, tot_at(0x120005))
+        .section(0x0014, tdt_section(utc_time(day, 0x120006)))
+        .section(0x0014, tot_at(0x120010));
+    EXPECT_THAT(shown(stream), ElementsAre("tot 0x0014", "tdt 0x0014"));
+    EXPECT_EQ(counts.tables["tot"].sections, 3u);
+    how.all = true;
     EXPECT_EQ(shown(stream).size(), 4u);
+}
+
+TEST_F(TablesView, ShowsATimeWhoseTableSaysSomethingElse) {
+    const bytes offset = describe_local_time_offsets(
+        local_time_offset("BRA", 2, 1, 0x0100, utc_time(day, 0), 0x0000));
+    stream_writer stream;
+    stream.section(0x0014, tot_at(0x120000))
+        .section(0x0014, tot_at(0x120005, offset))
+        .section(0x0014, tot_at(0x120010, offset));
+    EXPECT_EQ(shown(stream).size(), 2u);
+}
+
+TEST_F(TablesView, ShowsATimeThatJumps) {
+    const auto second_of = [this](std::uint32_t hhmmss) {
+        stream_writer stream;
+        stream.section(0x0014, tot_at(0x120000)).section(0x0014, tot_at(hhmmss));
+        return shown(stream).size() == 2;
+    };
+    EXPECT_FALSE(second_of(0x120000));
+    EXPECT_TRUE(second_of(0x115959)) << "back";
+    EXPECT_FALSE(second_of(0x120100)) << "a minute without PCRs";
+    EXPECT_TRUE(second_of(0x120101));
+}
+
+/// Two TOTs that many milliseconds of the stream's own clock apart.
+stream_writer two_times(std::uint32_t hhmmss, std::uint64_t milliseconds) {
+    constexpr std::uint64_t ticks_per_millisecond = 27'000;
+    stream_writer stream;
+    const auto reference = [&](std::uint64_t at) {
+        adaptation_field field;
+        field.pcr = at * ticks_per_millisecond;
+        stream.packet_without_payload(0x0100, field);
+    };
+    reference(0);
+    reference(20);
+    stream.section(0x0014, tot_at(0x120000));
+    for (std::uint64_t at = 40; at <= milliseconds; at += 20) reference(at);
+    stream.section(0x0014, tot_at(hhmmss));
+    reference(milliseconds + 20);
+    return stream;
+}
+
+TEST_F(TablesView, TellsAJumpByTheStreamsOwnClock) {
+    EXPECT_EQ(shown(two_times(0x120010, 10'000)).size(), 1u);
+    EXPECT_EQ(shown(two_times(0x120011, 10'000)).size(), 1u);
+    EXPECT_EQ(shown(two_times(0x120013, 10'000)).size(), 2u) << "three seconds ahead";
+    EXPECT_EQ(shown(two_times(0x120007, 10'000)).size(), 2u) << "three seconds behind";
+    EXPECT_EQ(shown(two_times(0x120200, 120'000)).size(), 1u) << "seldom, but in time";
 }
 
 TEST_F(TablesView, ShowsNothingOfASectionThatTheLibraryPassesOver) {
@@ -139,6 +195,48 @@ TEST_F(TablesView, StopsAfterAsManySectionsAsAreAskedFor) {
     how.limit = 2;
     EXPECT_THAT(shown(all_tables()), ElementsAre("pat 0x0000", "pmt 0x0110"));
     EXPECT_EQ(counts.packets, 2u);
+}
+
+TEST_F(TablesView, CountsErrorsInPacketsThatNobodyFollows) {
+    stream_writer stream;
+    stream.packet(0x0111, false, {}).packet(0x0111, false, {}).skip_counter(0x0111);
+    stream.packet(0x0111, false, {}).packet(0x0112, false, {});
+    set_transport_error_indicator(stream.last_packet());
+    shown(stream);
+    EXPECT_THAT(counts.continuity_errors, ElementsAre(std::make_pair(0x0111, 1u)));
+    EXPECT_THAT(counts.transport_errors, ElementsAre(std::make_pair(0x0112, 1u)));
+    EXPECT_FALSE(counts.complete());
+}
+
+TEST_F(TablesView, TakesScrambledSoundAndPictureForNoDamage) {
+    stream_writer stream;
+    for (int i = 0; i < 6; ++i) {
+        stream.packet(0x0111, false, {});
+        set_transport_scrambling_control(stream.last_packet(), 2);
+    }
+    shown(stream);
+    EXPECT_TRUE(counts.complete());
+}
+
+TEST_F(TablesView, ShowsAThousandDifferentRefusalsAndCountsTheOthers) {
+    stream_writer stream;
+    std::vector<bytes> damaged;
+    for (std::uint16_t i = 0; i < 1'010; ++i) {
+        bytes section = sdt_section(i, i, {});
+        section.back() ^= 1;
+        damaged.push_back(section);
+    }
+    stream.sections(0x0011, damaged);
+    stream.section(0x0011, damaged.front());
+    noting_writer writer;
+    tables_view view(how, writer, [](const place&, const refusal&) {});
+    multiplex from("", view, {});
+    const bytes all = stream.stream();
+    feed(from, all.data(), all.size());
+    from.end();
+    EXPECT_EQ(writer.noted.size(), 1'000u);
+    EXPECT_EQ(view.different_refusals().left_out, 10u);
+    EXPECT_EQ(view.counts().refused[0x0011][section_feed::verdict::crc_mismatch], 1'011u);
 }
 
 TEST_F(TablesView, CountsPacketsPidsLossesAndSkippedBytes) {

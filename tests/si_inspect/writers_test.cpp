@@ -327,11 +327,12 @@ TEST(JsonFormat, TotalsAreTheLastLineWhenAsked) {
         .null_packets(5);
     const outcome shown =
         si_inspect({"--format", "json", "--totals"}, {bytes(7) + stream.stream()});
-    EXPECT_EQ(lines_of(shown.out).back(),
-              R"({"totals":{"packets":9,"pids":3,"tables":{"sdt":{"sections":3,"shown":1}},)"
-              R"("not_decoded":{"1":{"1":{"name":"conditional access","sections":1}}},)"
-              R"("passed_over":0,"refused":{},"dropped":{"17":{"discontinuity":1}},)"
-              R"("skipped_bytes":7,"sync_losses":0,"left_out":{}}})");
+    EXPECT_EQ(
+        lines_of(shown.out).back(),
+        R"({"totals":{"packets":9,"pids":3,"tables":{"sdt":{"sections":3,"shown":1}},)"
+        R"("not_decoded":{"1":{"1":{"name":"conditional access","sections":1}}},)"
+        R"("passed_over":0,"transport_errors":{},"continuity_errors":{"17":1},"refused":{},"dropped":{"17":{"discontinuity":1}},)"
+        R"("skipped_bytes":7,"sync_losses":0,"left_out":{}}})");
     EXPECT_EQ(shown.err, "");
 }
 

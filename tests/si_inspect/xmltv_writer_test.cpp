@@ -75,7 +75,10 @@ protected:
             table_decoder decoder;
             for (bytes& section : sections_) {
                 const auto table = decoder.decode(section.data(), section.size() - 1);
-                sighting seen = {{}, section.data(), section.size() - 1, true};
+                sighting seen;
+                seen.bytes = section.data();
+                seen.size = section.size() - 1;
+                seen.is_new = true;
                 seen.table = &*table;
                 writer.table(seen);
             }
