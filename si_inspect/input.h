@@ -27,7 +27,8 @@ public:
     /// input_error.
     std::size_t read(std::uint8_t* to, std::size_t room);
 
-    /// As messages name it.
+    /// As messages name it, also one that is not opened.
+    static std::string name_of(const std::string& path);
     const std::string& name() const { return name_; }
     /// Bytes, of a regular file.
     std::optional<std::uint64_t> size() const { return size_; }

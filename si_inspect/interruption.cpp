@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cerrno>
 #include <csignal>
+#include <initializer_list>
 
 namespace orvix::si_inspect::interruption {
 
@@ -13,8 +14,8 @@ namespace {
 
 std::atomic<bool> noted = false;
 static_assert(std::atomic<bool>::is_always_lock_free, "a signal handler writes it");
-// Whoever waits for input waits for the first end of this pipe too: so an interruption just before
-// the wait is not missed.
+// Whoever waits for input or output waits for the first end of this pipe too: so an interruption
+// just before the wait is not missed.
 int pipe_ends[2] = {-1, -1};
 
 void note(int /*signal*/) {
@@ -25,6 +26,11 @@ void note(int /*signal*/) {
     errno = before;
 }
 
+bool is_ignored(int signal) {
+    struct sigaction action = {};
+    return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 }  // namespace
 
 void watch() {
@@ -32,9 +38,9 @@ void watch() {
     struct sigaction action = {};
     action.sa_handler = note;
     action.sa_flags = static_cast<int>(SA_RESETHAND);
-    sigaction(SIGINT, &action, nullptr);
-    sigaction(SIGTERM, &action, nullptr);
-    sigaction(SIGHUP, &action, nullptr);
+    for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
+        if (!is_ignored(signal)) sigaction(signal, &action, nullptr);
+    }
     signal(SIGPIPE, SIG_IGN);
     signal(SIGXFSZ, SIG_IGN);
 }
