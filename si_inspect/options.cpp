@@ -179,7 +179,7 @@ private:
                    "programme guide")
             ->group(group);
         app_.add_option("--output", options_.output,
-                        "Write to this file, which appears when it is whole")
+                        "Write to this file, which is no input and appears when it is whole")
             ->type_name("FILE")
             ->group(group);
         app_.add_option(
@@ -203,7 +203,7 @@ private:
     void add_diagnostics() {
         const std::string group = "Diagnostics";
         app_.add_flag("--quiet", options_.quiet,
-                      "No totals, refusals and progress bar on the standard error")
+                      "No totals, refusals, notices and progress bar on the standard error")
             ->group(group);
         app_.add_flag("--strict", options_.strict,
                       "Exit status 1 when anything was refused, dropped or skipped")

@@ -9,7 +9,7 @@ namespace {
 
 constexpr auto interval = std::chrono::milliseconds(100);
 constexpr std::size_t bar_width = 30;
-constexpr double mebibyte = 1024.0 * 1024.0;
+constexpr std::uint64_t mebibyte = 1024 * 1024;
 
 }  // namespace
 
@@ -43,7 +43,7 @@ std::string progress::line(std::uint64_t done, std::uint64_t total, double secon
 
     std::array<char, 64> numbers;
     std::snprintf(numbers.data(), numbers.size(), "  %3d%%  %.1f MiB/s",
-                  static_cast<int>(part * 100), rate / mebibyte);
+                  static_cast<int>(part * 100), rate / static_cast<double>(mebibyte));
     std::string text = '[' + bar + ']' + numbers.data();
     if (rate > 0) {
         const auto left = static_cast<long long>(static_cast<double>(total) * (1 - part) / rate);
@@ -51,6 +51,16 @@ std::string progress::line(std::uint64_t done, std::uint64_t total, double secon
         text += numbers.data();
     }
     return text;
+}
+
+std::optional<std::uint64_t> silence::update(std::uint64_t bytes, std::uint64_t found) {
+    bytes_ = found == found_ ? bytes_ + bytes : 0;
+    found_ = found;
+    const std::uint64_t mebibytes = next_mebibytes_;
+    if (bytes_ / mebibyte < mebibytes) return std::nullopt;
+    constexpr std::uint64_t growth = 10;
+    next_mebibytes_ *= growth;
+    return mebibytes;
 }
 
 }  // namespace orvix::si_inspect

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace orvix::si_inspect {
@@ -32,6 +33,20 @@ private:
     clock::time_point start_ = clock::now();
     clock::time_point next_ = start_;
     bool shown_ = false;
+};
+
+/// Notices when an endless input yields nothing for long: for 1 MiB, and from then on for ten times
+/// as much as the last time, so that there is little to say of any input.
+class silence {
+public:
+    /// `bytes` more were read, and all that were read yielded `found` packets or sections. Returns
+    /// how many mebibytes yielded none, when it is time to say so.
+    std::optional<std::uint64_t> update(std::uint64_t bytes, std::uint64_t found);
+
+private:
+    std::uint64_t found_ = 0;
+    std::uint64_t bytes_ = 0;  ///< since then
+    std::uint64_t next_mebibytes_ = 1;
 };
 
 }  // namespace orvix::si_inspect

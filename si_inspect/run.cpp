@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "destination.h"
 #include "display.h"
 #include "input.h"
 #include "interruption.h"
@@ -36,7 +37,7 @@ namespace {
 constexpr std::size_t read_bytes = 128 * 1024;
 
 void complain(const std::string& sentence) {
-    std::fprintf(stderr, "si_inspect: %s\n", sentence.c_str());
+    write_to_standard_error("si_inspect: " + sentence + '\n');
 }
 
 /// What the caller has closed must not be taken by a file or pipe of the program's own. Opened so
@@ -109,6 +110,10 @@ private:
     std::unique_ptr<progress>& bar_;
 };
 
+std::vector<std::string> inputs_of(const options& how) {
+    return how.inputs.empty() ? std::vector<std::string>{"-"} : how.inputs;
+}
+
 /// One run of the program over all its inputs.
 class reading {
 public:
@@ -121,8 +126,12 @@ public:
                 [this](const place& where, const refusal& what) { report(where, what); }) {}
 
     int all() {
-        for (const std::string& path : paths()) {
-            if (is_over()) break;
+        for (const std::string& path : inputs_of(how_)) {
+            if (view_.is_done()) break;
+            if (interruption::happened()) {
+                if (cut_short_.empty()) cut_short_ = input::name_of(path);
+                break;
+            }
             try {
                 one(path);
             } catch (const input_error& e) {
@@ -137,10 +146,6 @@ public:
     }
 
 private:
-    std::vector<std::string> paths() const {
-        return how_.inputs.empty() ? std::vector<std::string>{"-"} : how_.inputs;
-    }
-
     void one(const std::string& path) {
         input from(path);
         const bool several = how_.inputs.size() > 1;
@@ -150,20 +155,24 @@ private:
         const intake_settings intake = {how_.check_crc, how_.all, &interruption::happened()};
         if (how_.sections) {
             bare_sections sections(file, view_, intake);
-            const std::uint64_t bytes = read_all(from, sections);
+            const std::uint64_t bytes = read_all(from, sections, "section that can be decoded");
             if (sections.admitted() == 0)
                 complain_of(from, bytes, "no section that can be decoded");
         } else {
             multiplex stream(file, view_, {intake, how_.pids});
-            const std::uint64_t bytes = read_all(from, stream);
+            const std::uint64_t bytes = read_all(from, stream, "packet");
             if (stream.reader().packets() == 0) complain_of(from, bytes, "not a transport stream");
         }
     }
 
+    static std::uint64_t found_by(const multiplex& stream) { return stream.reader().packets(); }
+    static std::uint64_t found_by(const bare_sections& sections) { return sections.admitted(); }
+
     /// Returns how many bytes there were.
     template <typename Reader>
-    std::uint64_t read_all(input& from, Reader& to) {
+    std::uint64_t read_all(input& from, Reader& to, const std::string& sought) {
         std::uint64_t bytes = 0;
+        silence nothing;
         try {
             while (!is_over()) {
                 const std::size_t count = from.read(to.room(read_bytes), read_bytes);
@@ -173,17 +182,22 @@ private:
                 bar_->update(bytes);
                 tell(to.bounds());
                 tell({view_.different_refusals()});
+                if (from.size()) continue;
+                if (const auto mebibytes = nothing.update(count, found_by(to))) {
+                    notice(from.name() + ": no " + sought + " in the last " +
+                           std::to_string(*mebibytes) + " MiB, reading on");
+                }
             }
-            // What the user has cut short is not lost.
-            if (!is_over()) to.end();
-            tell(to.bounds());
-            // A stream may end at any time, but of a file the output would not be whole.
-            const bool cut_short = interruption::happened() && from.size() && bytes < *from.size();
-            if (cut_short && !how_.output.empty()) throw input_error(from.name() + ": interrupted");
         } catch (const input_error&) {
             view_.counts().add(to);
             throw;
         }
+        // What the user has cut short is not lost.
+        if (!is_over()) to.end();
+        tell(to.bounds());
+        // A stream may end at any time, a file only where it ends.
+        if (interruption::happened() && from.size()) cut_short_ = from.name();
+        if (found_by(to) > 0) any_read_ = true;
         view_.counts().add(to);
         bar_->hide();
         return bytes;
@@ -197,6 +211,10 @@ private:
             complain("more than " + std::to_string(b.most) + ' ' + std::string(b.what) +
                      ": the others are left out and counted");
         }
+    }
+
+    void notice(const std::string& sentence) const {
+        if (!how_.quiet) complain(sentence);
     }
 
     /// Whether the user wants no more.
@@ -230,10 +248,22 @@ private:
     void finish() {
         totals& counts = view_.counts();
         counts.add({view_.different_refusals()});
-        writer_.finish(how_.totals ? &counts : nullptr);
-        // What stood at the path before is better than what lacks an input.
-        if (!failed_) to_->commit();
-        if (!how_.quiet && !how_.totals) std::fputs(to_text(counts).c_str(), stderr);
+        if (const auto reason = why_not_written()) {
+            complain(*reason + ", so " + to_->name() + " is not written");
+            failed_ = true;
+        } else {
+            if (any_read_ || how_.totals) writer_.finish(how_.totals ? &counts : nullptr);
+            to_->commit();
+        }
+        if (!how_.quiet && !how_.totals) write_to_standard_error(to_text(counts));
+    }
+
+    /// What stood at the path before is better than what holds nothing, or ends in the middle.
+    std::optional<std::string> why_not_written() const {
+        if (!to_->is_aside()) return std::nullopt;
+        if (!cut_short_.empty()) return cut_short_ + ": interrupted";
+        if (!any_read_) return "no input could be read";
+        return std::nullopt;
     }
 
     const options& how_;
@@ -246,6 +276,8 @@ private:
     bound reports_ = {"lines about refusals", 1'000};
     std::size_t reported_ = 0;
     bool failed_ = false;
+    bool any_read_ = false;  ///< an input that held something, as far as the user wanted
+    std::string cut_short_;  ///< the file that the user interrupted, as messages name it
 };
 
 }  // namespace
@@ -256,6 +288,7 @@ int run(const options& how) try {
         return exit_usage;
     }
     fill_closed_standard_streams();
+    refuse_to_damage(inputs_of(how), how.output);
     configure_log(how);
     interruption::watch();
     return reading(how).all();

@@ -386,11 +386,194 @@ TEST_F(Output, StaysAsItWasWhereTheDiskIsFull) {
     EXPECT_THAT(folder.names(), UnorderedElementsAre("capture.ts", "out.txt"));
 }
 
-TEST_F(Output, StaysAsItWasWhereAnInputCannotBeRead) {
+TEST_F(Output, HoldsWhatCouldBeReadWhereAnInputCouldNot) {
+    const std::string good = capture();
+    const std::string letter = folder.file("letter.txt", raw(std::string(1000, 'a')));
+    const std::string missing = folder.path("missing.ts");
+    const std::string path = folder.path("out");
+    for (const std::string format : {"text", "json", "xmltv"}) {
+        for (const std::string& bad : {letter, missing}) {
+            folder.file("out", raw("before"));
+            const std::vector<std::string> options = {"--quiet", "--format", format};
+            const auto with = [&](const std::vector<std::string>& more) {
+                std::vector<std::string> all = options;
+                all.insert(all.end(), more.begin(), more.end());
+                return si_inspect(all);
+            };
+            const outcome shown = with({"--output", path, good, bad});
+            EXPECT_EQ(shown.status, 3);
+            EXPECT_THAT(shown.err, StartsWith("si_inspect: " + bad + ": "));
+            EXPECT_EQ(count(shown.err, "\n"), 1u) << shown.err;
+            EXPECT_EQ(read_file(path), with({good, bad}).out);
+            const outcome the_other_way_round = with({"--output", path, bad, good});
+            EXPECT_EQ(the_other_way_round.status, 3);
+            EXPECT_EQ(read_file(path), with({bad, good}).out);
+            EXPECT_THAT(read_file(path), HasSubstr("Jornal"));
+        }
+    }
+}
+
+TEST_F(Output, StaysAsItWasWhereNoInputCanBeRead) {
+    const std::string path = folder.file("out", raw("before"));
+    const std::string letter = folder.file("letter.txt", raw(std::string(1000, 'a')));
+    const std::string missing = folder.path("missing.ts");
+    for (const std::string format : {"text", "json", "xmltv"}) {
+        const outcome shown =
+            si_inspect({"--quiet", "--format", format, "--output", path, letter, missing});
+        EXPECT_EQ(shown.status, 3);
+        EXPECT_EQ(shown.err, "si_inspect: " + letter +
+                                 ": not a transport stream (1000 bytes read)\n"
+                                 "si_inspect: " +
+                                 missing +
+                                 ": No such file or directory\n"
+                                 "si_inspect: no input could be read, so " +
+                                 path + " is not written\n");
+        EXPECT_EQ(read_file(path), "before");
+        EXPECT_THAT(folder.names(), UnorderedElementsAre("letter.txt", "out"));
+    }
+}
+
+TEST_F(Output, IsNoEmptyGuideWhereNoInputCanBeRead) {
+    const outcome shown = si_inspect({"--quiet", "--format", "xmltv", folder.path("missing.ts")});
+    EXPECT_EQ(shown.status, 3);
+    EXPECT_EQ(shown.out, "");
+}
+
+TEST_F(Output, OverAnInputIsRefusedByWhateverName) {
+    const std::string in = capture();
+    const std::string other = capture("other.ts");
+    const std::string before = read_file(in);
+    ASSERT_EQ(symlink("capture.ts", folder.path("symbolic").c_str()), 0);
+    ASSERT_EQ(link(in.c_str(), folder.path("hard").c_str()), 0);
+    const std::vector<std::string> names = folder.names();
+    const auto expect_untouched = [&](const outcome& shown, const std::string& line) {
+        EXPECT_EQ(shown.status, 3);
+        EXPECT_EQ(shown.out, "");
+        EXPECT_EQ(shown.err, "si_inspect: " + line + '\n');
+        EXPECT_EQ(read_file(in), before);
+        EXPECT_EQ(folder.names(), names);
+    };
+
+    const std::string damage = ": writing it would damage the input ";
+    for (const std::string& name :
+         {in, folder.path("./capture.ts"), folder.path("symbolic"), folder.path("hard"),
+          folder.path("../") + folder.path().substr(folder.path().rfind('/') + 1) +
+              "/capture.ts"}) {
+        expect_untouched(si_inspect({"--output", name, in}), name + damage + in);
+        expect_untouched(si_inspect({"--output", in, other, name}), in + damage + name);
+    }
+
+    how_to_run from_file;
+    from_file.in_child = [&] { dup2(open(in.c_str(), O_RDONLY), STDIN_FILENO); };
+    expect_untouched(si_inspect({"--output", in}, from_file), in + damage + "(standard input)");
+    expect_untouched(si_inspect({"--output", in, other, "-"}, from_file),
+                     in + damage + "(standard input)");
+
+    how_to_run onto_file;
+    onto_file.in_child = [&] { dup2(open(in.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO); };
+    expect_untouched(si_inspect({in}, onto_file), "standard output" + damage + in);
+    expect_untouched(si_inspect({"--output", "/dev/stdout", in}, onto_file),
+                     "/dev/stdout" + damage + in);
+}
+
+TEST_F(Output, OverADeviceThatIsReadIsNotRefused) {
+    const outcome shown = si_inspect({"--quiet", "--output", "/dev/null", "/dev/null"});
+    EXPECT_EQ(shown.err, "si_inspect: /dev/null: empty\n");
+}
+
+TEST_F(Output, IsMadeWhereALinkLeadsToNothingYet) {
+    ASSERT_EQ(mkdir(folder.path("sub").c_str(), 0755), 0);
+    ASSERT_EQ(symlink("second", folder.path("sub/first").c_str()), 0);
+    ASSERT_EQ(symlink(folder.path("target").c_str(), folder.path("sub/second").c_str()), 0);
+    EXPECT_EQ(si_inspect({"--output", folder.path("sub/first"), capture()}).status, 0);
+    EXPECT_THAT(read_file(folder.path("target")), StartsWith("PAT "));
+    for (const std::string name : {"sub/first", "sub/second"}) {
+        struct stat found = {};
+        ASSERT_EQ(lstat(folder.path(name).c_str(), &found), 0);
+        EXPECT_TRUE(S_ISLNK(found.st_mode)) << name;
+    }
+    EXPECT_THAT(folder.names(), UnorderedElementsAre("sub", "target", "capture.ts"));
+}
+
+TEST_F(Output, OfLinksThatLeadInCirclesIsOneLine) {
+    const std::string path = folder.path("first");
+    ASSERT_EQ(symlink("second", path.c_str()), 0);
+    ASSERT_EQ(symlink("first", folder.path("second").c_str()), 0);
+    const outcome shown = si_inspect({"--quiet", "--output", path, capture()});
+    EXPECT_EQ(shown.status, 3);
+    EXPECT_EQ(shown.err, "si_inspect: " + path + ": Too many levels of symbolic links\n");
+}
+
+TEST_F(Output, MayHaveTheLongestName) {
+    const std::string path = folder.path(std::string(255, 'x'));
+    EXPECT_EQ(si_inspect({"--output", path, capture()}).status, 0);
+    EXPECT_THAT(read_file(path), StartsWith("PAT "));
+}
+
+TEST_F(Output, OfANewFileHasThePermissionsOfAnyOther) {
+    how_to_run how;
+    how.in_child = [] { umask(0027); };
+    const std::string path = folder.path("out.txt");
+    si_inspect({"--output", path, capture()}, how);
+    struct stat found = {};
+    ASSERT_EQ(stat(path.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0640u);
+}
+
+TEST_F(Output, NeverTakesOnTheUserOrTheGroupOfWhoeverRunsIt) {
     const std::string path = folder.file("out.txt", raw("before"));
-    EXPECT_EQ(si_inspect({"--output", path, capture(), folder.path("missing.ts")}).status, 3);
-    EXPECT_EQ(read_file(path), "before");
-    EXPECT_THAT(folder.names(), UnorderedElementsAre("capture.ts", "out.txt"));
+    ASSERT_EQ(chmod(path.c_str(), 07777), 0);
+    si_inspect({"--output", path, capture()});
+    struct stat found = {};
+    ASSERT_EQ(stat(path.c_str(), &found), 0);
+    EXPECT_EQ(found.st_mode & 07777, 0777u);
+}
+
+TEST_F(Output, KeepsOwnerAndGroupOfTheFileThatItReplaces) {
+    const std::string path = folder.file("out.txt", raw("before"));
+    constexpr uid_t owner = 12345;
+    constexpr gid_t group = 12346;
+    if (chown(path.c_str(), owner, group) != 0) GTEST_SKIP() << "only the superuser may";
+    ASSERT_EQ(chmod(path.c_str(), 04664), 0);
+    ASSERT_EQ(si_inspect({"--output", path, capture()}).status, 0);
+    struct stat found = {};
+    ASSERT_EQ(stat(path.c_str(), &found), 0);
+    EXPECT_EQ(found.st_uid, owner);
+    EXPECT_EQ(found.st_gid, group);
+    EXPECT_EQ(found.st_mode & 07777, 0664u);
+}
+
+TEST_F(Output, OfADescriptorGoesOnWhereItStands) {
+    const std::string in = capture();
+    const std::string expected = "before" + si_inspect({in}).out;
+    ASSERT_EQ(symlink("/dev/stdout", folder.path("link").c_str()), 0);
+    for (const std::string& path : {std::string("/dev/stdout"), std::string("/dev/fd/1"),
+                                    std::string("/proc/self/fd/1"), folder.path("link")}) {
+        const std::string log = folder.file("log", raw("before"));
+        how_to_run how;
+        how.in_child = [&] { dup2(open(log.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO); };
+        EXPECT_EQ(si_inspect({"--output", path, in}, how).status, 0);
+        EXPECT_EQ(read_file(log), expected) << path;
+    }
+    const std::string log = folder.file("log", raw("before"));
+    how_to_run how;
+    how.in_child = [&] { dup2(open(log.c_str(), O_WRONLY | O_APPEND), 7); };
+    EXPECT_EQ(si_inspect({"--output", "/dev/fd/7", in}, how).status, 0);
+    EXPECT_EQ(read_file(log), expected);
+    EXPECT_THAT(folder.names(), UnorderedElementsAre("capture.ts", "link", "log"));
+}
+
+TEST_F(Output, OfADescriptorThatNobodyHasOpenedIsOneLine) {
+    how_to_run how;
+    how.in_child = [] {
+        for (int inherited = STDERR_FILENO + 1; inherited < 100; ++inherited) close(inherited);
+    };
+    for (const std::string number : {"3", "4", "5", "99"}) {
+        const std::string path = "/dev/fd/" + number;
+        const outcome shown = si_inspect({"--quiet", "--output", path, capture()}, how);
+        EXPECT_EQ(shown.status, 3);
+        EXPECT_EQ(shown.err, "si_inspect: " + path + ": Bad file descriptor\n");
+    }
 }
 
 TEST_F(Output, ThatCannotBeMadeIsOneLine) {

@@ -7,6 +7,8 @@
 #include <pty.h>
 #include <signal.h>
 #include <small_broadcast.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <array>
@@ -218,6 +220,8 @@ TEST_F(Pipes, AnInterruptedToolPutsItsOutputInPlace) {
     send(stream.stream());
     read_all(err[0], "done parsing SDT");
     EXPECT_EQ(read_file(path), "") << "not before it is whole";
+    EXPECT_THAT(folder.names(),
+                testing::ElementsAre(testing::MatchesRegex("\\.out\\.txt\\.si_inspect-......")));
     tool.signal(SIGINT);
     EXPECT_EQ(tool.wait(), 0);
     EXPECT_THAT(read_file(path), StartsWith("SDT "));
@@ -234,9 +238,213 @@ TEST_F(Pipes, AnInterruptedReadingOfAFileLeavesTheOldOutput) {
     tool.signal(SIGINT);
     said += read_all(err[0]);
     EXPECT_EQ(tool.wait(), 3);
-    EXPECT_THAT(said, HasSubstr("si_inspect: " SAMPLE ": interrupted\n"));
+    EXPECT_THAT(said,
+                HasSubstr("si_inspect: " SAMPLE ": interrupted, so " + path + " is not written\n"));
     EXPECT_EQ(read_file(path), "old");
     EXPECT_EQ(folder.names(), std::vector<std::string>{"out.txt"});
+}
+
+TEST_F(Pipes, AnInterruptionBetweenInputsLeavesTheOldOutput) {
+    const temporary_folder folder;
+    const std::string path = folder.file("out.txt", {'o', 'l', 'd'});
+    const std::string capture = folder.file("capture.ts", all_tables().stream());
+    running_tool tool({"--output", path, "--log-level", "debug", "-", capture}, in[0], out[1],
+                      err[1]);
+    close_end(err[1]);
+    stream_writer stream;
+    send(stream.section(0x0011, sdt()).null_packets(8).stream());
+    read_all(err[0], "done parsing SDT");
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 3);
+    EXPECT_THAT(read_all(err[0]), HasSubstr("si_inspect: " + capture + ": interrupted, so " + path +
+                                            " is not written\n"));
+    EXPECT_EQ(read_file(path), "old");
+}
+
+TEST_F(Pipes, AnInterruptionBeforeTheFirstPacketLeavesTheOldOutput) {
+    const temporary_folder folder;
+    const std::string path = folder.file("out.xml", {'o', 'l', 'd'});
+    running_tool tool({"--quiet", "--format", "xmltv", "--output", path}, in[0], out[1], err[1]);
+    close_end(err[1]);
+    tool.wait_until_it_handles(SIGINT);
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 3);
+    EXPECT_EQ(read_all(err[0]),
+              "si_inspect: no input could be read, so " + path + " is not written\n");
+    EXPECT_EQ(read_file(path), "old");
+}
+
+// --- Signals that whoever starts it keeps away ---
+
+class Ignored : public Pipes, public testing::WithParamInterface<int> {};
+
+TEST_P(Ignored, StaysIgnored) {
+    const int ignored = GetParam();
+    how_to_run how;
+    how.in_child = [ignored] { ::signal(ignored, SIG_IGN); };
+    running_tool tool({"--strict"}, in[0], out[1], err[1], how);
+    close_end(out[1]);
+    close_end(err[1]);
+    tool.wait_until_it_handles(ignored == SIGTERM ? SIGINT : SIGTERM);
+    tool.signal(ignored);
+    send(all_tables().stream());
+    close_end(in[1]);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_THAT(read_all(err[0]), StartsWith("packets  10 on 8 PIDs"));
+}
+
+INSTANTIATE_TEST_SUITE_P(BySignal, Ignored, testing::Values(SIGINT, SIGTERM, SIGHUP));
+
+// --- Named pipes ---
+
+class NamedPipe : public Pipes {
+protected:
+    void SetUp() override {
+        Pipes::SetUp();
+        ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+    }
+
+    temporary_folder folder;
+    std::string path = folder.path("pipe");
+};
+
+TEST_F(NamedPipe, IsReadWhenItsWriterComes) {
+    running_tool tool({"--format", "json", path}, in[0], out[1], err[1]);
+    close_end(out[1]);
+    tool.wait_until_it_handles(SIGINT);
+    const int writer = open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    const bytes stream = all_tables().stream();
+    EXPECT_EQ(write(writer, stream.data(), stream.size()), static_cast<ssize_t>(stream.size()));
+    close(writer);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_THAT(read_all(out[0]), HasSubstr(R"("table":"ait")"));
+}
+
+TEST_F(NamedPipe, WithoutAWriterIsInterruptedAsAnyInput) {
+    running_tool tool({"--totals", path}, in[0], out[1], err[1]);
+    close_end(err[1]);
+    tool.wait_until_it_handles(SIGINT);
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(read_all(err[0]), "");
+}
+
+TEST_F(NamedPipe, IsWrittenWhenItsReaderComes) {
+    running_tool tool({"--output", path}, in[0], out[1], err[1]);
+    tool.wait_until_it_handles(SIGINT);
+    const int reader = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    send(all_tables().stream());
+    close_end(in[1]);
+    EXPECT_THAT(read_all(reader), StartsWith("PAT "));
+    close(reader);
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(NamedPipe, WithoutAReaderIsInterruptedAsOneThatItsReaderCloses) {
+    running_tool tool({"--output", path}, in[0], out[1], err[1]);
+    close_end(err[1]);
+    tool.wait_until_it_handles(SIGINT);
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+    EXPECT_EQ(read_all(err[0]), "");
+}
+
+// --- Ends that do not wait ---
+
+void do_not_wait(int descriptor) { fcntl(descriptor, F_SETFL, O_NONBLOCK); }
+
+constexpr int smallest_pipe = 4096;
+
+TEST_F(Pipes, AnOutputThatDoesNotWaitLosesNothing) {
+    do_not_wait(out[1]);
+    fcntl(out[1], F_SETPIPE_SZ, smallest_pipe);
+    running_tool tool({"--all", "--format", "json", SAMPLE}, in[0], out[1], err[1]);
+    close_end(out[1]);
+    EXPECT_EQ(read_all(out[0]), si_inspect({"--all", "--format", "json", SAMPLE}).out);
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(Pipes, AStandardErrorThatDoesNotWaitLosesNothing) {
+    do_not_wait(err[1]);
+    fcntl(err[1], F_SETPIPE_SZ, smallest_pipe);
+    // What the pipe is filled with must go before the totals can come.
+    const std::string filling(smallest_pipe, 'x');
+    ASSERT_EQ(write(err[1], filling.data(), filling.size()), smallest_pipe);
+    running_tool tool({"--limit", "1"}, in[0], out[1], err[1]);
+    close_end(out[1]);
+    close_end(err[1]);
+    send(all_tables().stream());
+    read_all(out[0], "PAT ");
+    EXPECT_THAT(read_all(err[0]), EndsWith("pat      1 section, 1 shown\n"));
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(Pipes, AnInputThatDoesNotWaitIsWaitedFor) {
+    do_not_wait(in[0]);
+    running_tool tool({}, in[0], out[1], err[1]);
+    close_end(out[1]);
+    tool.wait_until_it_handles(SIGINT);
+    send(all_tables().stream());
+    close_end(in[1]);
+    EXPECT_THAT(read_all(out[0]), HasSubstr("AIT "));
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+class Stuck : public Pipes, public testing::WithParamInterface<bool> {};
+
+TEST_P(Stuck, AnInterruptedToolDoesNotWaitForAReaderThatHangs) {
+    if (GetParam()) do_not_wait(out[1]);
+    fcntl(out[1], F_SETPIPE_SZ, smallest_pipe);
+    running_tool tool({"--quiet", "--format", "json"}, in[0], out[1], err[1]);
+    close_end(err[1]);
+    bytes services;
+    for (std::uint16_t id = 0; id < 100; ++id) services = services + service(id, 4, 0);
+    stream_writer stream;
+    stream.section(0x0011, sdt_section(multiplex_id, multiplex_id, services)).null_packets(8);
+    send(stream.stream());
+    // One line fills the pipe, and is not whole then.
+    int waiting = 0;
+    while (waiting < smallest_pipe) ASSERT_EQ(ioctl(out[0], FIONREAD, &waiting), 0);
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 3);
+    EXPECT_EQ(read_all(err[0]), "si_inspect: standard output: interrupted, and nobody reads it\n");
+}
+
+INSTANTIATE_TEST_SUITE_P(WaitingAndNot, Stuck, testing::Bool());
+
+// --- Streams of nothing ---
+
+bytes noise(std::size_t mebibytes) { return bytes(mebibytes * 1024 * 1024); }
+
+TEST_F(Pipes, AnEndlessInputWithoutAPacketIsToldAndReadOn) {
+    const int zeros = open("/dev/zero", O_RDONLY | O_CLOEXEC);
+    running_tool tool({}, zeros, out[1], err[1]);
+    close(zeros);
+    close_end(err[1]);
+    const std::string first =
+        "si_inspect: standard input: no packet in the last 1 MiB, reading on\n";
+    const std::string second =
+        "si_inspect: standard input: no packet in the last 10 MiB, reading on\n";
+    EXPECT_THAT(read_all(err[0], second), StartsWith(first + second));
+    tool.signal(SIGINT);
+    EXPECT_EQ(tool.wait(), 0);
+}
+
+TEST_F(Pipes, NoiseIsNotToldWhenQuietOrInAFileWhichEnds) {
+    const std::string none = "not a transport stream (2097152 bytes read)\n";
+    EXPECT_EQ(si_inspect({"--quiet"}, {noise(2)}).err, "si_inspect: standard input: " + none);
+    const temporary_folder folder;
+    const std::string path = folder.file("noise", noise(2));
+    EXPECT_EQ(si_inspect({path}).err,
+              "si_inspect: " + path + ": " + none + "skipped  2097152 bytes\n");
+}
+
+TEST_F(Pipes, NoiseIsToldAlsoBehindPacketsAndAmongSections) {
+    EXPECT_THAT(
+        si_inspect({}, {all_tables().stream() + noise(2)}).err,
+        StartsWith("si_inspect: standard input: no packet in the last 1 MiB, reading on\n"));
+    EXPECT_THAT(si_inspect({"--sections"}, {noise(2)}).err,
+                HasSubstr("no section that can be decoded in the last 1 MiB, reading on\n"));
 }
 
 }  // namespace

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -65,6 +66,8 @@ running_tool::running_tool(const std::vector<std::string>& arguments, int in, in
         dup2(in, STDIN_FILENO);
         dup2(out, STDOUT_FILENO);
         dup2(err, STDERR_FILENO);
+        // A test that is killed takes its tool along.
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
         // As a shell starts it, whatever the test ignores.
         ::signal(SIGPIPE, SIG_DFL);
         how.in_child();
@@ -80,6 +83,20 @@ running_tool::~running_tool() {
 }
 
 void running_tool::signal(int number) const { kill(pid_, number); }
+
+void running_tool::wait_until_it_handles(int number) const {
+    const std::string field = "SigCgt:\t";
+    for (;;) {
+        const std::string status = read_file("/proc/" + std::to_string(pid_) + "/status");
+        const std::size_t found = status.find(field);
+        if (found == std::string::npos || status.find("State:\tZ") != std::string::npos) {
+            throw std::runtime_error("ended before it was asked to");
+        }
+        const auto handled = std::stoull(status.substr(found + field.size()), nullptr, 16);
+        if ((handled >> (number - 1) & 1) != 0) return;
+        usleep(1000);
+    }
+}
 
 int running_tool::wait() {
     int status = 0;

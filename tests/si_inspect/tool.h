@@ -56,6 +56,8 @@ public:
     running_tool& operator=(const running_tool&) = delete;
 
     void signal(int number) const;
+    /// Waits until it has a handler of its own for the signal.
+    void wait_until_it_handles(int number) const;
     /// Waits for its end; as `outcome::status`.
     int wait();
 
