@@ -35,7 +35,8 @@ std::string hex_tag(unsigned int tag) {
 
 }  // namespace
 
-void descriptor_differences::find(span sent, const descriptor& received) {
+void descriptor_differences::compare(span sent, const descriptor& received, const field_place& at) {
+    at_ = at;
     if (!is_whole(sent)) return;
     switch (received.tag) {
         case 0x02:
@@ -77,7 +78,18 @@ void descriptor_differences::text(const char* field, span sent, const std::strin
     if (!may_differ(sent)) return;
     std::string broadcast = broadcast_text(sent);
     if (broadcast == received) return;
-    to_.push_back({field, std::move(broadcast), why_text_differs(sent)});
+    add(field, std::move(broadcast), why_text_differs(sent));
+}
+
+field_place descriptor_differences::place_of(const char* field) const {
+    field_place place = at_;
+    place.field = field;
+    return place;
+}
+
+void descriptor_differences::add(const char* field, value broadcast, std::string why,
+                                 difference::kind receiver, bool is_visible) {
+    to_.push_back({place_of(field), std::move(broadcast), std::move(why), receiver, is_visible});
 }
 
 // --- Texts ---
@@ -134,8 +146,8 @@ void descriptor_differences::find_ts_information(span sent,
                                       {"service_ids", std::move(service_ids)}});
     }
     if (types.empty()) return;
-    to_.push_back({"transmission_types", std::move(types),
-                   "the receiver drops the transmission types", difference::kind::missed, false});
+    add("transmission_types", std::move(types), "the receiver drops the transmission types",
+        difference::kind::missed, false);
 }
 
 // --- Local time offset ---
@@ -164,8 +176,7 @@ value region_of(const std::uint8_t* region) {
 
 void descriptor_differences::offset(const char* field, bool is_negative, std::uint16_t sent) {
     if (!is_negative || sent == 0) return;
-    to_.push_back(
-        {field, signed_offset(is_negative, sent), "the receiver drops the offset's polarity"});
+    add(field, signed_offset(is_negative, sent), "the receiver drops the offset's polarity");
 }
 
 void descriptor_differences::find_local_time_offset(span sent,
@@ -180,16 +191,16 @@ void descriptor_differences::find_local_time_offset(span sent,
     const std::uint8_t* const last = region(count - 1);
     offset("local_time_offset", is_negative(last), desc58n_get_lt_offset(last));
     offset("next_time_offset", is_negative(last), desc58n_get_next_offset(last));
-    auto wrapped = time_difference("time_of_change", desc58n_get_time_of_change(last),
+    auto wrapped = time_difference(place_of("time_of_change"), desc58n_get_time_of_change(last),
                                    received.time_of_change);
     if (wrapped) to_.push_back(*std::move(wrapped));
 
     if (count == 1) return;
     value::list regions;
     for (std::size_t n = 0; n < count; ++n) regions.push_back(region_of(region(n)));
-    to_.push_back({"regions", std::move(regions),
-                   "the receiver keeps the last of " + std::to_string(count) + " regions",
-                   difference::kind::missed});
+    add("regions", std::move(regions),
+        "the receiver keeps the last of " + std::to_string(count) + " regions",
+        difference::kind::missed);
 }
 
 // --- IP transport (ETSI TS 102 809 5.3.6.1) ---
@@ -228,18 +239,17 @@ void descriptor_differences::find_ip_transport(span sent,
     if (is_same) return;
     value::list texts;
     for (const span url : urls) texts.push_back(broadcast_text(url));
-    to_.push_back({"urls", std::move(texts),
-                   "the receiver finds the URLs of an IP transport in few layouts"});
+    add("urls", std::move(texts), "the receiver finds the URLs of an IP transport in few layouts");
 }
 
 // --- Tags with another meaning outside the AIT ---
 
 void descriptor_differences::find_other_type(span sent) {
     const std::uint8_t tag = desc_get_tag(sent.begin());
-    to_.push_back({"type", std::string(names::descriptor(tag)),
-                   "the receiver takes tag " + hex_tag(tag) + " for the AIT's " +
-                       std::string(names::application_descriptor(tag)) + " everywhere",
-                   difference::kind::otherwise, false});
+    add("type", std::string(names::descriptor(tag)),
+        "the receiver takes tag " + hex_tag(tag) + " for the AIT's " +
+            std::string(names::application_descriptor(tag)) + " everywhere",
+        difference::kind::otherwise, false);
 }
 
 }  // namespace orvix::broadcast

@@ -10,23 +10,15 @@
 
 namespace orvix::broadcast {
 
-/// Adds where the receiver's descriptor says something else than the one that was sent. `pointer`
-/// makes the JSON pointer of one of its fields; it is only called where there is a difference.
+/// Adds where the receiver's descriptor says something else than the one that was sent.
 class descriptor_differences {
 public:
     descriptor_differences(bool in_ait, std::vector<difference>& to) : in_ait_(in_ait), to_(to) {}
 
-    template <typename Pointer>
-    void compare(span sent, const si_parser::descriptor& received, Pointer pointer) {
-        const std::size_t first = to_.size();
-        find(sent, received);
-        for (std::size_t i = first; i < to_.size(); ++i) to_[i].pointer = pointer(to_[i].pointer);
-    }
+    /// `at` is the descriptor's place.
+    void compare(span sent, const si_parser::descriptor& received, const field_place& at);
 
 private:
-    /// Leaves the field's name where its pointer is to stand.
-    void find(span sent, const si_parser::descriptor& received);
-
     void find_service(span sent, const si_parser::service_descriptor& received);
     void find_short_event(span sent, const si_parser::short_event_descriptor& received);
     void find_component(span sent, const si_parser::component_descriptor& received);
@@ -37,9 +29,13 @@ private:
 
     void text(const char* field, span sent, const std::string& received);
     void offset(const char* field, bool is_negative, std::uint16_t sent);
+    void add(const char* field, value broadcast, std::string why,
+             difference::kind receiver = difference::kind::otherwise, bool is_visible = true);
+    field_place place_of(const char* field) const;
 
     bool in_ait_;
     std::vector<difference>& to_;
+    field_place at_;  ///< of the descriptor that is being compared
 };
 
 }  // namespace orvix::broadcast

@@ -51,15 +51,14 @@ private:
     void table_loop(const descriptor_list& known);
     void record_loop(const char* records, std::size_t record, const sent_record& sent,
                      const descriptor_list& known);
-    template <typename Pointer>
-    void loop(span sent, const descriptor_list& known, std::optional<std::size_t> record,
-              Pointer pointer);
+    void loop(span sent, const descriptor_list& known, field_place at);
     void skip(span sent, std::size_t known_before, std::optional<std::size_t> record);
 
-    void flag(const std::string& pointer, std::uint32_t received, bool sent);
-    void time(std::string pointer, std::uint64_t sent, std::time_t received);
+    void flag(const field_place& at, std::uint32_t received, bool sent);
+    void time(const field_place& at, std::uint64_t sent, std::time_t received);
     void component(std::size_t i, const pmt::stream_info_type& stream, const sent_record& sent);
     void applications(const ait& table);
+    void descriptors(const tot& table);
     std::vector<const sent_record*> match(
         const std::vector<sdt::sdt_service_info_t>& services) const;
 
@@ -74,9 +73,7 @@ private:
 
 // --- Descriptor loops ---
 
-template <typename Pointer>
-void reader::loop(span sent, const descriptor_list& known, std::optional<std::size_t> record,
-                  Pointer pointer) {
+void reader::loop(span sent, const descriptor_list& known, field_place at) {
     std::size_t number = 0;
     std::size_t known_before = 0;
     extended_events events;
@@ -84,15 +81,14 @@ void reader::loop(span sent, const descriptor_list& known, std::optional<std::si
         // The library's objects say where they were read: what stands between them was skipped.
         const bool is_known = known_before < known.size() && known[known_before]->data == d.begin();
         if (is_known) {
-            descriptor_differences_.compare(d, *known[known_before], [&](const std::string& field) {
-                return pointer() + "/descriptors/" + std::to_string(number) + "/" + field;
-            });
+            at.descriptor = number;
+            descriptor_differences_.compare(d, *known[known_before], at);
             ++known_before;
         } else {
             if (d.u8(0) == extended_event_tag && is_whole(d)) {
                 events.add(found_.skipped.size(), d);
             }
-            skip(d, known_before, record);
+            skip(d, known_before, at.record);
         }
         ++number;
     });
@@ -116,30 +112,29 @@ void reader::skip(span sent, std::size_t known_before, std::optional<std::size_t
     found_.skipped.push_back(std::move(d));
 }
 
-void reader::table_loop(const descriptor_list& known) {
-    loop(loops_.descriptors, known, std::nullopt, [] { return std::string(); });
-}
+void reader::table_loop(const descriptor_list& known) { loop(loops_.descriptors, known, {}); }
 
-std::string pointer_to(const char* records, std::size_t record) {
-    return std::string("/") + records + "/" + std::to_string(record);
+field_place place_in(const char* records, std::size_t record, const char* field = "") {
+    return {records, record, std::nullopt, field};
 }
+field_place place_in_table(const char* field) { return {{}, std::nullopt, std::nullopt, field}; }
 
 void reader::record_loop(const char* records, std::size_t record, const sent_record& sent,
                          const descriptor_list& known) {
-    loop(sent.descriptors, known, record, [&] { return pointer_to(records, record); });
+    loop(sent.descriptors, known, place_in(records, record));
 }
 
 // --- Fields ---
 
 void reader::sections(const psi_table& table, bool is_visible) {
     if (table.last_section_number == 0) return;
-    add({"/sections", value::number{table.last_section_number + 1, 0, {}},
+    add({place_in_table("sections"), value::number{table.last_section_number + 1, 0, {}},
          "the receiver takes each section for a whole table", difference::kind::otherwise,
          is_visible});
 }
 
-void reader::time(std::string pointer, std::uint64_t sent, std::time_t received) {
-    auto wrapped = time_difference(std::move(pointer), sent, received);
+void reader::time(const field_place& at, std::uint64_t sent, std::time_t received) {
+    auto wrapped = time_difference(at, sent, received);
     if (wrapped) add(*std::move(wrapped));
 }
 
@@ -160,7 +155,7 @@ void reader::operator()(const pat* table) {
         programs.push_back(value::record{{"program_number", hex16(patn_get_program(sent.entry))},
                                          {"PID", hex16(patn_get_pid(sent.entry))}});
     }
-    add({"/program_map", std::move(programs),
+    add({place_in_table("program_map"), std::move(programs),
          "the receiver keeps one entry of each program_number, by number",
          difference::kind::otherwise, false});
 }
@@ -181,11 +176,8 @@ void reader::operator()(const eit* table) {
     for (std::size_t i = 0; i < count; ++i) {
         const sent_record& sent = loops_.records[i];
         const eit::event& event = table->events[i];
-        // Most times are what they seem: no pointer is made for those.
-        if (event.start_time < 0) {
-            time(pointer_to("events", i) + "/start_time", eitn_get_start_time(sent.entry),
-                 event.start_time);
-        }
+        time(place_in("events", i, "start_time"), eitn_get_start_time(sent.entry),
+             event.start_time);
         record_loop("events", i, sent, event.descriptors);
     }
 }
@@ -198,7 +190,7 @@ void reader::component(std::size_t i, const pmt::stream_info_type& stream,
         std::any_of(stream.descriptors.begin(), stream.descriptors.end(),
                     [](const descriptor_ptr& d) { return d->tag == 0x50 || d->tag == 0x52; });
     if (!has_tag) {
-        add({pointer_to("streams", i) + "/component_tag",
+        add({place_in("streams", i, "component_tag"),
              {},
              "the receiver takes a stream without a component_tag for component 0",
              difference::kind::otherwise,
@@ -211,7 +203,7 @@ void reader::component(std::size_t i, const pmt::stream_info_type& stream,
             languages = languages_of(d);
     });
     if (languages.empty()) return;
-    add({pointer_to("streams", i) + "/ISO_639_language_code", std::move(languages),
+    add({place_in("streams", i, "ISO_639_language_code"), std::move(languages),
          "the receiver does not read the ISO 639 language descriptor", difference::kind::missed});
 }
 
@@ -226,11 +218,11 @@ void reader::operator()(const pmt* table) {
 
 // --- SDT ---
 
-void reader::flag(const std::string& pointer, std::uint32_t received, bool sent) {
+void reader::flag(const field_place& at, std::uint32_t received, bool sent) {
     if ((received != 0) == sent) return;
     // A receiver that waits for a guide that does not come shows none either.
-    add({pointer, value::number{sent ? 1 : 0, 0, {}},
-         "the receiver takes the flag from a reserved bit", difference::kind::otherwise, sent});
+    add({at, value::number{sent ? 1 : 0, 0, {}}, "the receiver takes the flag from a reserved bit",
+         difference::kind::otherwise, sent});
 }
 
 /// Which entry each service was read from. The library sorts its services; those with the same
@@ -293,17 +285,16 @@ void reader::operator()(const sdt* table) {
         for (const sent_record& record : loops_.records) {
             ids.push_back(hex16(sdtn_get_sid(record.entry)));
         }
-        add({"/services", std::move(ids), "the receiver sorts services by number",
+        add({place_in_table("services"), std::move(ids), "the receiver sorts services by number",
              difference::kind::otherwise, false});
     }
     for (std::size_t i = 0; i < sent.size(); ++i) {
         if (sent[i] == nullptr) continue;
         const sdt::sdt_service_info_t& service = table->services[i];
-        const std::string at = pointer_to("services", i);
-        flag(at + "/EIT_schedule_flag", service.EIT_schedule_flag,
+        flag(place_in("services", i, "EIT_schedule_flag"), service.EIT_schedule_flag,
              sdtn_get_eitschedule(sent[i]->entry));
-        flag(at + "/EIT_present_following_flag", service.EIT_present_following_flag,
-             sdtn_get_eitpresent(sent[i]->entry));
+        flag(place_in("services", i, "EIT_present_following_flag"),
+             service.EIT_present_following_flag, sdtn_get_eitpresent(sent[i]->entry));
         record_loop("services", i, *sent[i], service.descriptors);
     }
 }
@@ -342,13 +333,13 @@ void reader::applications(const ait& table) {
         why += application_id_of(sent[i].entry);
     }
     why += sent.size() - read == 1 ? " is not seen" : " are not seen";
-    add({"/applications", std::move(all), std::move(why), difference::kind::missed});
+    add({place_in_table("applications"), std::move(all), std::move(why), difference::kind::missed});
 }
 
 void reader::operator()(const ait* table) {
     sections(*table, true);
-    table_loop(table->descriptors);
     applications(*table);
+    table_loop(table->descriptors);
     const std::size_t count = std::min(table->applications.size(), loops_.records.size());
     for (std::size_t i = 0; i < count; ++i) {
         record_loop("applications", i, loops_.records[i], table->applications[i].descriptors);
@@ -358,14 +349,18 @@ void reader::operator()(const ait* table) {
 // --- TDT, TOT ---
 
 void reader::operator()(const tdt* table) {
-    time("/utc_time", tdt_get_utc(section_), table->utc_time);
+    time(place_in_table("utc_time"), tdt_get_utc(section_), table->utc_time);
 }
 
 void reader::operator()(const tot* table) {
-    time("/utc_time", tot_get_utc(section_), table->utc_time);
+    time(place_in_table("utc_time"), tot_get_utc(section_), table->utc_time);
+    descriptors(*table);
     table_loop(table->descriptors);
-    if (loops_.descriptors.empty() && !table->descriptors.empty()) {
-        add({"/descriptors", value::list(),
+}
+
+void reader::descriptors(const tot& table) {
+    if (loops_.descriptors.empty() && !table.descriptors.empty()) {
+        add({place_in_table("descriptors"), value::list(),
              "the loop is empty: the receiver counts its reserved bits and reads the CRC_32 as a "
              "descriptor"});
     }
@@ -381,11 +376,18 @@ void reader::operator()(const tot* table) {
     const bool misses_offsets = std::any_of(tags.begin() + 1, tags.end(), is_local_time_offset);
     std::string why =
         "the receiver reads the first of " + std::to_string(tags.size()) + " descriptors";
-    add({"/descriptors", std::move(tags), std::move(why), difference::kind::missed,
+    add({place_in_table("descriptors"), std::move(tags), std::move(why), difference::kind::missed,
          misses_offsets});
 }
 
 }  // namespace
+
+std::string field_place::pointer() const {
+    std::string to;
+    if (record) to.append("/").append(records).append("/").append(std::to_string(*record));
+    if (descriptor) to.append("/descriptors/").append(std::to_string(*descriptor));
+    return to.append("/").append(field);
+}
 
 readings read_broadcast(const std::uint8_t* section, std::size_t size, const table_ref& table) {
     reader r(section, size, std::holds_alternative<const ait*>(table));

@@ -27,11 +27,21 @@ struct skipped_descriptor {
     value::record fields;                ///< where there are none, the body says what it says
 };
 
+/// Which field of a table object.
+struct field_place {
+    std::string_view records;               ///< "services"; empty for the table's own fields
+    std::optional<std::size_t> record;      ///< of those in the table object's list
+    std::optional<std::size_t> descriptor;  ///< of its loop's, skipped ones counted, as sent
+    /// May be one that the receiver's object lacks: "transmission_types".
+    std::string_view field;
+
+    /// JSON pointer into the table's JSON object.
+    std::string pointer() const;
+};
+
 /// A place where the receiver reads something else than was sent.
 struct difference {
-    /// JSON pointer into the table's JSON object, in which the descriptors of a loop, skipped ones
-    /// among them, are counted as sent. It may name a member that the receiver's object lacks.
-    std::string pointer;
+    field_place at;
     value broadcast;
     std::string why;  ///< "the receiver drops the transmission types"
     enum class kind {
@@ -47,6 +57,7 @@ struct difference {
 struct readings {
     /// By loop, the table's own first; in each as sent.
     std::vector<skipped_descriptor> skipped;
+    /// The table's own first, then by record; in each those of its fields, then by descriptor.
     std::vector<difference> differences;
 };
 

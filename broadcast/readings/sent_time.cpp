@@ -50,13 +50,13 @@ std::string date_and_time(std::uint64_t sent) {
 
 }  // namespace
 
-std::optional<difference> time_difference(std::string pointer, std::uint64_t sent,
+std::optional<difference> time_difference(field_place at, std::uint64_t sent,
                                           std::time_t received) {
     if (sent == undefined) return std::nullopt;
     const std::int64_t seconds = seconds_since_1970(sent);
     if (seconds == received) return std::nullopt;
     difference wrapped;
-    wrapped.pointer = std::move(pointer);
+    wrapped.at = at;
     wrapped.broadcast = value::number{seconds, 0, date_and_time(sent)};
     wrapped.why = "the receiver's clock wraps on 2038-01-19: sent was " + date_and_time(sent);
     return wrapped;

@@ -8,9 +8,11 @@
 #include <parse_exactly.h>
 #include <section_feed/section_gate.h>
 
+#include <algorithm>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace orvix::broadcast {
@@ -59,7 +61,7 @@ struct shower {
 std::string shown(const value& v) { return std::visit(shower(), v.is); }
 
 std::string shown(const difference& d) {
-    return d.pointer + " = " + shown(d.broadcast) +
+    return d.at.pointer() + " = " + shown(d.broadcast) +
            (d.receiver == difference::kind::missed ? ", missed" : ", otherwise") +
            (d.is_visible ? ", visible: " : ", hidden: ") + d.why;
 }
@@ -161,10 +163,10 @@ TEST_F(Readings, ServicesAreMatchedWithTheirEntriesAlsoWhereTheirNumbersRepeat) 
     EXPECT_EQ(found.skipped().size(), 2u);
     EXPECT_EQ(found.found.skipped[0].known_before + found.found.skipped[1].known_before, 1u);
     ASSERT_EQ(found.found.differences.size(), 5u);
-    EXPECT_EQ(found.found.differences[0].pointer, "/services");
+    EXPECT_EQ(found.found.differences[0].at.pointer(), "/services");
     for (std::size_t i = 1; i < 5; ++i) {
         const difference& d = found.found.differences[i];
-        EXPECT_NE(d.pointer.rfind("/services/0/", 0), 0u) << d.pointer;
+        EXPECT_NE(d.at.record, 0u);
     }
 }
 
@@ -698,7 +700,7 @@ std::size_t weight_of(const readings& found) {
     std::size_t weight = 0;
     for (const skipped_descriptor& d : found.skipped) weight += sizeof(d) + weight_of(d.fields);
     for (const difference& d : found.differences) {
-        weight += sizeof(d) + d.pointer.size() + d.why.size() + weight_of(d.broadcast);
+        weight += sizeof(d) + d.why.size() + weight_of(d.broadcast);
     }
     return weight;
 }
@@ -793,6 +795,11 @@ TEST_F(Readings, StayInsideSectionsDamagedInAnyWay) {
             EXPECT_LE(d.body_size, d.length);
         }
         if (!r.found.differences.empty()) ++telling;
+        EXPECT_TRUE(std::is_sorted(r.found.differences.begin(), r.found.differences.end(),
+                                   [](const difference& a, const difference& b) {
+                                       return std::tie(a.at.record, a.at.descriptor) <
+                                              std::tie(b.at.record, b.at.descriptor);
+                                   }));
         EXPECT_LE(weight_of(r.found), most_bytes_per_byte * section.size()) << round;
     }
     EXPECT_GT(admitted, 5000u);
