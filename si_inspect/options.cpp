@@ -65,8 +65,10 @@ utc_offset parse_offset(const std::string& option, const std::string& word) {
     throw CLI::ValidationError(option, "'" + word + "' is not an offset like -03:00");
 }
 
-const std::map<std::string, output_format> formats = {
-    {"text", output_format::text}, {"json", output_format::json}, {"xmltv", output_format::xmltv}};
+const std::map<std::string, output_format> formats = {{"text", output_format::text},
+                                                      {"json", output_format::json},
+                                                      {"xmltv", output_format::xmltv},
+                                                      {"sections", output_format::sections}};
 
 const std::map<std::string, color_choice> color_choices = {{"auto", color_choice::automatic},
                                                            {"always", color_choice::always},
@@ -76,6 +78,16 @@ const std::map<std::string, OrvixLog::Level> log_levels = {
     {"none", OrvixLog::NONE},     {"error", OrvixLog::ERROR},   {"warning", OrvixLog::WARNING},
     {"info", OrvixLog::INFO},     {"debug", OrvixLog::DEBUG},   {"debug1", OrvixLog::DEBUG1},
     {"debug2", OrvixLog::DEBUG2}, {"debug3", OrvixLog::DEBUG3}, {"debug4", OrvixLog::DEBUG4}};
+
+/// A table's name in lower case, perhaps with '!' before it. Returns what is wrong with it.
+std::string table_name(std::string& word) {
+    static const std::set<std::string> names = {"pat", "pmt", "sdt", "nit",
+                                                "eit", "ait", "tdt", "tot"};
+    for (char& c : word) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    const bool left_out = !word.empty() && word[0] == '!';
+    if (names.count(word.substr(left_out ? 1 : 0)) != 0) return "";
+    return "'" + word + "' is none of pat, pmt, sdt, nit, eit, ait, tdt, tot";
+}
 
 /// What is given more than once, or with commas between.
 CLI::Option* add_list(CLI::App& app, const std::string& name, std::vector<std::string>& words,
@@ -114,7 +126,10 @@ public:
 
     options parse(int argc, const char* const* argv) {
         app_.parse(argc, argv);
-        options_.tables.insert(tables_.begin(), tables_.end());
+        for (const auto& word : tables_) {
+            const bool left_out = word[0] == '!';
+            (left_out ? options_.tables_left_out : options_.tables).insert(word.substr(left_out));
+        }
         options_.log_categories.insert(log_categories_.begin(), log_categories_.end());
         constexpr std::uint16_t largest_pid = 0x1FFF;
         for (const auto& word : pids_) {
@@ -130,8 +145,11 @@ public:
         if (!limit_.empty()) options_.limit = parse_number("--limit", limit_, 1, largest_limit);
         if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
         if (options_.output == "-") options_.output.clear();
-        if (options_.totals && options_.format == output_format::xmltv) {
-            throw CLI::ValidationError("--totals", "the format xmltv has no place for totals");
+        const bool has_place_for_totals =
+            options_.format == output_format::text || options_.format == output_format::json;
+        if (options_.totals && !has_place_for_totals) {
+            throw CLI::ValidationError("--totals",
+                                       "only the formats text and json have a place for them");
         }
         return options_;
     }
@@ -155,9 +173,9 @@ private:
 
     void add_filters() {
         const std::string group = "What is shown";
-        add_list(app_, "--table", tables_, "Only these tables")
+        add_list(app_, "--table", tables_, "Only these tables; all but those behind a '!'")
             ->type_name("TABLE")
-            ->check(CLI::IsMember({"pat", "pmt", "sdt", "nit", "eit", "ait", "tdt", "tot"}))
+            ->transform(CLI::Validator(table_name, ""))
             ->group(group);
         add_list(app_, "--pid", pids_, "Only what comes on these PIDs (decimal or 0x)")
             ->type_name("PID")
@@ -176,7 +194,7 @@ private:
         const std::string group = "How it is shown";
         add_choice(app_, "--format", options_.format, formats, "FORMAT",
                    "text for people (the default), json for one object in each line, xmltv for a "
-                   "programme guide")
+                   "programme guide, sections for their bytes as --sections reads them")
             ->group(group);
         app_.add_option("--output", options_.output,
                         "Write to this file, which is no input and appears when it is whole")

@@ -12,7 +12,7 @@
 
 namespace orvix::si_inspect {
 
-enum class output_format : std::uint8_t { text, json, xmltv };
+enum class output_format : std::uint8_t { text, json, xmltv, sections };
 enum class color_choice : std::uint8_t { automatic, always, never };
 
 /// What the command line says.
@@ -21,7 +21,8 @@ struct options {
     bool sections = false;            ///< the inputs are bare sections, not packets
     bool check_crc = true;
 
-    std::set<std::string> tables;      ///< names as in names::table_kind; empty: all
+    std::set<std::string> tables;  ///< names as in names::table_kind; empty: all
+    std::set<std::string> tables_left_out;
     std::set<std::uint16_t> pids;      ///< empty: all
     std::set<std::uint16_t> services;  ///< empty: all
     bool all = false;                  ///< repeats too

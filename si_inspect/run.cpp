@@ -23,6 +23,7 @@
 #include "progress.h"
 #include "tables_view.h"
 #include "writers/json_writer.h"
+#include "writers/sections_writer.h"
 #include "writers/text_writer.h"
 #include "writers/xmltv_writer.h"
 
@@ -75,6 +76,8 @@ std::unique_ptr<writer> make_writer(const options& how, output& to) {
                 [&how](const std::string& sentence) {
                     if (!how.quiet) complain(sentence);
                 });
+        case output_format::sections:
+            return std::make_unique<sections_writer>(to);
     }
     return nullptr;
 }
@@ -285,6 +288,10 @@ private:
 int run(const options& how) try {
     if (how.inputs.empty() && isatty(STDIN_FILENO) == 1) {
         complain("name a file, or pipe a stream in (si_inspect --help says more)");
+        return exit_usage;
+    }
+    if (how.format == output_format::sections && how.output.empty() && isatty(STDOUT_FILENO) == 1) {
+        complain("a terminal cannot show sections: name a file with --output, or a pipe");
         return exit_usage;
     }
     fill_closed_standard_streams();

@@ -61,8 +61,9 @@ bool concerns(const sighting& seen, const std::set<std::uint16_t>& services) {
 
 bool tables_view::is_wanted(const place& where, std::uint32_t table_id) const {
     const bool pid_is_wanted = how_.pids.empty() || (where.pid && how_.pids.count(*where.pid) != 0);
-    return pid_is_wanted && (how_.tables.empty() ||
-                             how_.tables.count(std::string(names::table_kind(table_id))) != 0);
+    const std::string table(names::table_kind(table_id));
+    return pid_is_wanted && (how_.tables.empty() || how_.tables.count(table) != 0) &&
+           how_.tables_left_out.count(table) == 0;
 }
 
 void tables_view::section(const sighting& seen) {

@@ -8,7 +8,7 @@ _si_inspect() {
 
     case $before in
         --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
-        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv" -- "$word") ;;
+        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv sections" -- "$word") ;;
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;
         --log-level)
             local levels="none error warning info debug debug1 debug2 debug3 debug4"

@@ -10,12 +10,14 @@
 #include <unistd.h>
 
 #include <fstream>
+#include <sstream>
 
 #include "tool.h"
 
 namespace orvix::test {
 namespace {
 
+using testing::AllOf;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -83,6 +85,42 @@ TEST_F(CommandLine, CountsWhatABrokenFileOfSectionsLeavesOver) {
 }
 
 // --- Filters and switches ---
+
+TEST_F(CommandLine, LeavesOutTheTablesBehindAnExclamationMark) {
+    const std::string shown =
+        si_inspect({"--table", "!eit,!SDT", "--table", "!pmt", capture()}).out;
+    EXPECT_THAT(shown, AllOf(HasSubstr("PAT "), HasSubstr("NIT "), Not(HasSubstr("EIT ")),
+                             Not(HasSubstr("SDT ")), Not(HasSubstr("PMT "))));
+    const std::string few = si_inspect({"--table", "PAT,nit,!NIT", capture()}).out;
+    EXPECT_THAT(few, AllOf(HasSubstr("PAT "), Not(HasSubstr("NIT "))));
+}
+
+TEST_F(CommandLine, WritesSectionsThatItCanReadAgain) {
+    const std::string sections = si_inspect({"--quiet", "--format", "sections", capture()}).out;
+    const std::string file = folder.file("sections", bytes(sections.begin(), sections.end()));
+    const auto tables = [](const std::string& text) {
+        // Behind the place, which differs.
+        std::vector<std::string> lines;
+        std::istringstream from(text);
+        for (std::string line; std::getline(from, line);) {
+            lines.push_back(line.substr(line.find("\"table\"")));
+        }
+        return lines;
+    };
+    const std::string again = si_inspect({"--quiet", "--format", "json", "--sections", file}).out;
+    EXPECT_EQ(tables(again), tables(si_inspect({"--quiet", "--format", "json", capture()}).out));
+    EXPECT_EQ(si_inspect({"--quiet", "--format", "sections", "--sections", file}).out, sections);
+}
+
+TEST_F(CommandLine, WritesSectionsWithAWrongCrcOnlyWhenAsked) {
+    bytes damaged = sdt();
+    damaged.back() ^= 1;
+    const auto as_text = [](const bytes& b) { return std::string(b.begin(), b.end()); };
+    const std::string file = folder.file("damaged", sdt() + damaged);
+    EXPECT_EQ(si_inspect({"--format", "sections", "--sections", file}).out, as_text(sdt()));
+    EXPECT_EQ(si_inspect({"--format", "sections", "--sections", "--no-crc", file}).out,
+              as_text(sdt() + damaged));
+}
 
 TEST_F(CommandLine, ShowsOnlyTheTablesThatAreNamed) {
     const std::string shown = si_inspect({"--table", "sdt,tdt", "--table", "pat", capture()}).out;
