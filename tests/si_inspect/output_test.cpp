@@ -87,6 +87,13 @@ TEST_F(OutputFile, WaitsForRoomWhenThereIsNone) {
     expect_replaced();
 }
 
+TEST_F(OutputFile, WaitsForRoomAgainWhenASignalComesBetween) {
+    calls.fail("poll", EINTR);
+    output to(path);
+    to.write("new");
+    EXPECT_THAT(calls.made(), ElementsAre("poll", "poll", "write"));
+}
+
 TEST_F(OutputFile, IsWrittenWhereOneCannotWaitForRoom) {
     calls.fail("poll", ENOMEM);
     EXPECT_EQ(failure(), "");
