@@ -83,16 +83,42 @@ constexpr entry stream_types[] = {
     {0x03, 0x03, "MPEG-1 audio"},
     {0x04, 0x04, "MPEG-2 audio"},
     {0x05, 0x05, "private sections"},
-    {0x06, 0x06, "private PES (closed captions)"},
+    {0x06, 0x06, "private PES"},
+    {0x07, 0x07, "MHEG"},
+    {0x08, 0x08, "DSM-CC"},
+    {0x09, 0x09, "ITU-T H.222.1"},
+    {0x0A, 0x0A, "DSM-CC type A"},
     {0x0B, 0x0B, "DSM-CC type B"},
     {0x0C, 0x0C, "DSM-CC stream events"},
     {0x0D, 0x0D, "DSM-CC type D"},
+    {0x0E, 0x0E, "auxiliary data"},
     {0x0F, 0x0F, "AAC audio (ADTS)"},
+    {0x10, 0x10, "MPEG-4 video"},
     {0x11, 0x11, "AAC audio (LATM)"},
+    {0x12, 0x12, "MPEG-4 systems in PES"},
+    {0x13, 0x13, "MPEG-4 systems in sections"},
+    {0x14, 0x14, "DSM-CC synchronized download"},
+    {0x15, 0x15, "metadata in PES"},
+    {0x16, 0x16, "metadata in sections"},
+    {0x17, 0x17, "metadata in a data carousel"},
+    {0x18, 0x18, "metadata in an object carousel"},
+    {0x19, 0x19, "metadata in synchronized download"},
+    {0x1A, 0x1A, "IPMP"},
     {0x1B, 0x1B, "H.264 video"},
+    {0x1C, 0x1C, "MPEG-4 audio"},
+    {0x1D, 0x1D, "MPEG-4 text"},
+    {0x1E, 0x1E, "auxiliary video"},
+    {0x1F, 0x1F, "H.264 video, scalable"},
+    {0x20, 0x20, "H.264 video, multiview"},
+    {0x21, 0x21, "JPEG 2000 video"},
+    {0x22, 0x22, "MPEG-2 video, additional view"},
+    {0x23, 0x23, "H.264 video, additional view"},
     {0x24, 0x24, "HEVC video"},
+    {0x25, 0x25, "HEVC video, temporal subset"},
+    {0x7F, 0x7F, "IPMP"},
     {0x81, 0x81, "AC-3 audio or private"},
     {0x83, 0x83, "E-AC-3 audio or private"},
+    {0x80, 0xFF, "user private"},
 };
 
 constexpr entry component_tags[] = {
@@ -103,16 +129,57 @@ constexpr entry component_tags[] = {
     {0x70, 0x7F, "event messages"}, {0x80, 0x80, "data carousel"},
     {0x81, 0x82, "1-seg video"},    {0x83, 0x86, "1-seg audio"},
     {0x87, 0x87, "1-seg captions"}, {0x88, 0x88, "1-seg superimposed text"},
-    {0x90, 0x91, "1-seg audio"},
+    {0x89, 0x8B, "1-seg data"},     {0x90, 0x91, "1-seg audio"},
+};
+
+/// The lower four bits; the others are reserved.
+constexpr entry stream_contents[] = {
+    {1, 1, "video"},
+    {2, 2, "audio"},
+    {5, 5, "H.264 video"},
+};
+
+/// By the upper four bits of a video's component_type.
+constexpr entry video_formats[] = {
+    {0x0, 0x0, "480i"}, {0xA, 0xA, "480p"}, {0xB, 0xB, "1080i"},
+    {0xC, 0xC, "720p"}, {0xD, 0xD, "240p"}, {0xE, 0xE, "1080p"},
+};
+
+/// By its lower four bits.
+constexpr entry video_shapes[] = {
+    {1, 1, "4:3"},
+    {2, 2, "16:9 with pan vectors"},
+    {3, 3, "16:9"},
+    {4, 4, "above 16:9"},
+};
+
+constexpr entry audio_modes[] = {
+    {0x01, 0x01, "mono"},
+    {0x02, 0x02, "dual mono"},
+    {0x03, 0x03, "stereo"},
+    {0x08, 0x08, "3/2"},
+    {0x09, 0x09, "3/2 and LFE (5.1)"},
+    {0x40, 0x40, "for the visually impaired"},
+    {0x41, 0x41, "for the hard of hearing"},
 };
 
 constexpr entry service_types[] = {
-    {0x01, 0x01, "digital television"}, {0x02, 0x02, "digital radio"},
-    {0xA1, 0xA1, "special video"},      {0xA2, 0xA2, "special audio"},
-    {0xA3, 0xA3, "special data"},       {0xA4, 0xA4, "engineering"},
-    {0xA5, 0xA5, "promotion video"},    {0xA6, 0xA6, "promotion audio"},
-    {0xA7, 0xA7, "promotion data"},     {0xA8, 0xA9, "data for storage"},
-    {0xAA, 0xAA, "bookmark list"},      {0xC0, 0xC0, "data"},
+    {0x01, 0x01, "digital television"},
+    {0x02, 0x02, "digital radio"},
+    {0x04, 0x04, "NVOD reference"},
+    {0x0C, 0x0C, "data"},
+    {0x19, 0x19, "HD television (H.264)"},
+    {0xA1, 0xA1, "special video"},
+    {0xA2, 0xA2, "special audio"},
+    {0xA3, 0xA3, "special data"},
+    {0xA4, 0xA4, "engineering"},
+    {0xA5, 0xA5, "promotion video"},
+    {0xA6, 0xA6, "promotion audio"},
+    {0xA7, 0xA7, "promotion data"},
+    {0xA8, 0xA9, "data for storage"},
+    {0xAA, 0xAA, "bookmark list"},
+    {0xC0, 0xC0, "data"},
+    {0x80, 0xFE, "user defined"},
 };
 
 constexpr entry running_statuses[] = {
@@ -120,7 +187,10 @@ constexpr entry running_statuses[] = {
     {3, 3, "pausing"},   {4, 4, "running"},     {5, 5, "off-air"},
 };
 
-/// 0xD has no name of its own, only details.
+/// 0xD has no name of its own, only details. Where those say nothing, it is called by all of them.
+constexpr unsigned int group_of_details = 0xD;
+constexpr std::string_view names_of_details = "raffle, television sales, prizing";
+
 constexpr entry genre_groups[] = {
     {0x0, 0x0, "news"},        {0x1, 0x1, "sports"},
     {0x2, 0x2, "educational"}, {0x3, 0x3, "soap opera"},
@@ -136,12 +206,12 @@ constexpr entry genre_groups[] = {
 constexpr entry genre_details[] = {
     {0x00, 0x00, "news"},        {0x01, 0x01, "report"},           {0x02, 0x02, "documentary"},
     {0x03, 0x03, "biography"},   {0x60, 0x60, "auditorium"},       {0x61, 0x61, "show"},
-    {0x62, 0x62, "musical"},     {0x63, 0x63, "making of"},        {0x64, 0x64, "feminine"},
+    {0x62, 0x62, "musical"},     {0x63, 0x63, "making of"},        {0x64, 0x64, "women's"},
     {0x65, 0x65, "game show"},   {0x80, 0x80, "cooking"},          {0x81, 0x81, "fashion"},
-    {0x82, 0x82, "country"},     {0x83, 0x83, "health"},           {0x84, 0x84, "travel"},
+    {0x82, 0x82, "rural"},       {0x83, 0x83, "health"},           {0x84, 0x84, "travel"},
     {0xD0, 0xD0, "raffle"},      {0xD1, 0xD1, "television sales"}, {0xD2, 0xD2, "prizing"},
     {0xE0, 0xE0, "discussion"},  {0xE1, 0xE1, "interview"},        {0xF0, 0xF0, "adult cartoon"},
-    {0xF1, 0xF1, "interactive"}, {0xF2, 0xF2, "policy"},           {0xF3, 0xF3, "religion"},
+    {0xF1, 0xF1, "interactive"}, {0xF2, 0xF2, "political"},        {0xF3, 0xF3, "religion"},
     {0xFE, 0xFE, "engineering"},
 };
 
@@ -182,6 +252,23 @@ std::string_view table_id(std::uint32_t value) { return lookup(table_ids, value)
 std::string_view table_kind(std::uint32_t table_id) { return lookup(table_kinds, table_id, ""); }
 std::string_view stream_type(std::uint32_t value) { return lookup(stream_types, value); }
 std::string_view component_tag(std::uint32_t value) { return lookup(component_tags, value); }
+std::string_view stream_content(std::uint32_t value) {
+    return lookup(stream_contents, low_nibble(value));
+}
+
+short_text component_type(std::uint32_t stream_content, std::uint32_t value) {
+    constexpr unsigned int video = 1;
+    constexpr unsigned int h264_video = 5;
+    constexpr unsigned int audio = 2;
+    const unsigned int content = low_nibble(stream_content);
+    if (content == audio) return lookup(audio_modes, value);
+    if (content != video && content != h264_video) return reserved;
+    const std::string_view format = lookup(video_formats, high_nibble(value));
+    const std::string_view shape = lookup(video_shapes, low_nibble(value));
+    if (format == reserved || shape == reserved) return reserved;
+    return short_text(format).append(' ').append(shape);
+}
+
 std::string_view service_type(std::uint32_t value) { return lookup(service_types, value); }
 std::string_view running_status(std::uint32_t value) { return lookup(running_statuses, value); }
 
@@ -200,11 +287,13 @@ std::string_view genre_detail(std::uint8_t content_nibble) {
 }
 
 short_text genre(std::uint8_t content_nibble) {
-    const std::string_view group = genre_group(content_nibble);
+    const bool has_details_only = high_nibble(content_nibble) == group_of_details;
+    const std::string_view group =
+        has_details_only ? names_of_details : genre_group(content_nibble);
     const std::string_view detail = genre_detail(content_nibble);
     if (detail.empty()) return group;
     const bool says_it_already = group.find(detail) != std::string_view::npos;
-    if (group.empty() || says_it_already) return detail;
+    if (says_it_already) return detail;
     return short_text(group).append(", ").append(detail);
 }
 

@@ -16,6 +16,10 @@ std::string_view table_kind(std::uint32_t table_id);
 
 std::string_view stream_type(std::uint32_t value);
 std::string_view component_tag(std::uint32_t value);
+/// "video", "audio": by the lower four bits.
+std::string_view stream_content(std::uint32_t value);
+/// "1080i 16:9", "stereo": what it means depends on the component's stream_content.
+short_text component_type(std::uint32_t stream_content, std::uint32_t value);
 std::string_view service_type(std::uint32_t value);
 std::string_view running_status(std::uint32_t value);
 

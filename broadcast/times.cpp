@@ -46,16 +46,25 @@ date date_of(std::int64_t days_since_1970) {
 
 }  // namespace
 
-short_text iso_time(std::time_t broadcast_clock, utc_offset offset) {
+bool is_wrapped(std::int64_t seconds) {
+    constexpr std::int64_t last = -2'139'373'697;  // 2038-04-22T23:59:59, wrapped
+    return seconds <= last;
+}
+
+std::int64_t as_sent(std::int64_t seconds) {
+    constexpr std::int64_t wrap = std::int64_t(1) << 32;
+    return is_wrapped(seconds) ? seconds + wrap : seconds;
+}
+
+short_text iso_time(std::int64_t broadcast_clock, utc_offset offset) {
     if (broadcast_clock == undefined_time) return undefined;
     // The value counts on the broadcast's clock: read as if it were UTC, it is what that clock
     // shows.
     constexpr std::int64_t seconds_per_day = 86'400;
-    const std::int64_t seconds = broadcast_clock;
-    const bool is_whole = seconds >= 0 || seconds % seconds_per_day == 0;
-    const std::int64_t days = seconds / seconds_per_day - (is_whole ? 0 : 1);
+    const bool is_whole = broadcast_clock >= 0 || broadcast_clock % seconds_per_day == 0;
+    const std::int64_t days = broadcast_clock / seconds_per_day - (is_whole ? 0 : 1);
     const date d = date_of(days);
-    const clock_time t = split(seconds - days * seconds_per_day);
+    const clock_time t = split(broadcast_clock - days * seconds_per_day);
 
     short_text text;
     append_number(text, d.year, 4);

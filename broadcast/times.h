@@ -1,6 +1,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <ctime>
 
 #include "short_text.h"
@@ -18,9 +19,18 @@ constexpr utc_offset brasilia = std::chrono::hours(-3);
 constexpr std::time_t undefined_time = -2138856031;
 constexpr std::time_t undefined_duration = 604065;
 
+/// Whether a time of the library has wrapped. It keeps 32 bits, which end on 2038-01-19T03:14:07;
+/// the broadcast's days of 16 bits end on 2038-04-22. What is sent for the days between comes out
+/// as a time of 1901-12-13 to 1902-03-17, when nothing was broadcast. A later time before 1970 is
+/// one that the broadcast has sent so. (Days of before 1901-12-13 come out as times of 1994 to
+/// 2038, which nothing tells apart from what they seem.)
+bool is_wrapped(std::int64_t seconds);
+/// The time that the broadcast has sent, counted from 1970 like `seconds` but without a wrap.
+std::int64_t as_sent(std::int64_t seconds);
+
 /// "2026-11-21T20:30:00-03:00": the broadcast's clock as it stands, and its offset.
-/// "undefined" for an undefined time.
-short_text iso_time(std::time_t broadcast_clock, utc_offset offset);
+/// "undefined" for an undefined time. Years from 0 to 9999.
+short_text iso_time(std::int64_t broadcast_clock, utc_offset offset);
 /// "PT1H45M30S", "PT0S"; "undefined" for an undefined duration.
 short_text iso_duration(std::time_t seconds);
 /// "1:45:30"; "undefined" for an undefined duration.

@@ -7,14 +7,16 @@
 
 namespace orvix::si_inspect {
 
-/// How many columns of a terminal `bytes` take; nothing where they are not UTF-8 or hold what is
-/// not a printable character (control codes, which would steer the terminal).
+/// How many columns of a terminal `bytes` take; nothing where they are not printable as they are.
 std::optional<std::size_t> display_width(std::string_view bytes);
 
-inline bool is_plain_text(std::string_view bytes) { return display_width(bytes).has_value(); }
+/// Whether a character stays out of what people read: control codes steer a terminal, others
+/// reorder the characters around them or hide.
+bool is_hidden(char32_t code);
 
-/// `bytes` where they are plain text; otherwise with '?' for every byte that is not printable
-/// ASCII. For names of files and what else comes from outside.
+/// Appends `bytes` as a terminal may have them: instead of what is hidden or not printable,
+/// "\u202E", and "\xE3" for a byte that is not UTF-8. All that comes from outside goes this way.
+void append_printable(std::string& to, std::string_view bytes);
 std::string printable(std::string_view bytes);
 
 /// `text` and the spaces that fill it up to `width` columns.

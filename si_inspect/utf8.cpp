@@ -44,4 +44,58 @@ utf8_character first_character(std::string_view bytes) {
     return {code, expected.size, true};
 }
 
+bool is_utf8(std::string_view bytes) {
+    while (!bytes.empty()) {
+        const utf8_character next = first_character(bytes);
+        if (!next.is_valid) return false;
+        bytes.remove_prefix(next.size);
+    }
+    return true;
+}
+
+namespace {
+
+/// Where ISO/IEC 8859-15 differs from ISO/IEC 8859-1, whose bytes are the characters' numbers.
+char32_t iso_8859_15(unsigned char byte) {
+    switch (byte) {
+        case 0xA4:
+            return 0x20AC;  // euro
+        case 0xA6:
+            return 0x0160;
+        case 0xA8:
+            return 0x0161;
+        case 0xB4:
+            return 0x017D;
+        case 0xB8:
+            return 0x017E;
+        case 0xBC:
+            return 0x0152;
+        case 0xBD:
+            return 0x0153;
+        case 0xBE:
+            return 0x0178;
+        default:
+            return byte;
+    }
+}
+
+}  // namespace
+
+std::string from_iso_8859_15(std::string_view bytes) {
+    std::string utf8;
+    for (const char c : bytes) {
+        const char32_t code = iso_8859_15(static_cast<unsigned char>(c));
+        const auto last = static_cast<char>(0x80 | (code & 0x3F));
+        if (code < 0x80) {
+            utf8 += c;
+        } else if (code < 0x800) {
+            utf8 += {static_cast<char>(0xC0 | code >> 6), last};
+        } else {
+            utf8 += {static_cast<char>(0xE0 | code >> 12),
+                     static_cast<char>(0x80 | (code >> 6 & 0x3F)), last};
+        }
+    }
+    return utf8;
+}
+
 }  // namespace orvix::si_inspect

@@ -15,4 +15,9 @@ struct utf8_character {
 };
 utf8_character first_character(std::string_view bytes);
 
+bool is_utf8(std::string_view bytes);
+
+/// Characters of ISO/IEC 8859-15, the alphabet of most texts that are not UTF-8, as UTF-8.
+std::string from_iso_8859_15(std::string_view bytes);
+
 }  // namespace orvix::si_inspect

@@ -3,8 +3,10 @@
 #include <broadcast/names.h>
 #include <broadcast/table_ref.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <ctime>
+#include <optional>
 #include <string_view>
 
 #include "writers/hex.h"
@@ -50,6 +52,12 @@ constexpr number<Value, Meaning> hex24(Value value, Meaning meaning = {}) {
 template <typename Value, typename Meaning = no_meaning>
 constexpr number<Value, Meaning> hex32(Value value, Meaning meaning = {}) {
     return {value, 8, meaning};
+}
+
+/// A value that a table may lack.
+template <typename Value>
+constexpr std::optional<Value> only_if(bool is_there, Value value) {
+    return is_there ? std::optional<Value>(value) : std::nullopt;
 }
 
 /// UTF-8, as the library makes it.
@@ -101,8 +109,10 @@ inline constexpr std::string_view type_name<si_parser::component_descriptor> =
     "component_descriptor";
 template <typename To>
 void visit_fields(const si_parser::component_descriptor& d, To& to) {
-    to("stream_content", hex8(d.stream_content));
-    to("component_type", hex8(d.component_type));
+    to("stream_content", hex8(d.stream_content, names::stream_content));
+    to("component_type", hex8(d.component_type, [&d](std::uint8_t component_type) {
+           return names::component_type(d.stream_content, component_type);
+       }));
     to("component_tag", hex8(d.component_tag, names::component_tag));
     to("ISO_639_language_code", text{d.ISO_639_language_code});
     to("text", text{d.text});
@@ -278,6 +288,16 @@ void visit_fields(const si_parser::pat& table, To& to) {
                            }});
 }
 
+/// The library's 0 stands for the main video and for no component_tag as well.
+inline bool has_component_tag(const si_parser::pmt::stream_info_type& stream) {
+    constexpr std::uint8_t component = 0x50;
+    constexpr std::uint8_t stream_identifier = 0x52;
+    return std::any_of(stream.descriptors.begin(), stream.descriptors.end(),
+                       [](const si_parser::descriptor_ptr& d) {
+                           return d->tag == component || d->tag == stream_identifier;
+                       });
+}
+
 template <typename To>
 void visit_fields(const si_parser::pmt& table, To& to) {
     visit_header(table, to);
@@ -285,7 +305,8 @@ void visit_fields(const si_parser::pmt& table, To& to) {
     to("PCR_PID", hex16(table.PCR_PID));
     to("streams", loop{table.streams, [](const auto& stream, auto& row) {
                            row("elementary_PID", hex16(stream.elementary_PID));
-                           row("component_tag", hex8(stream.component_tag));
+                           row("component_tag",
+                               only_if(has_component_tag(stream), hex8(stream.component_tag)));
                            row("stream_type", hex8(static_cast<std::uint32_t>(stream.stream_type),
                                                    names::stream_type));
                            row("ISO_639_language_code", text{stream.ISO_639_language_code});

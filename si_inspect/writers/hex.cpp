@@ -4,6 +4,12 @@
 
 namespace orvix::si_inspect {
 
+namespace {
+
+constexpr std::string_view upper_digits = "0123456789ABCDEF";
+
+}  // namespace
+
 void append_hex(std::string& to, std::string_view bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
     for (const char c : bytes) {
@@ -13,13 +19,16 @@ void append_hex(std::string& to, std::string_view bytes) {
     }
 }
 
+void append_hex_digits(std::string& to, std::uint32_t value, int digits) {
+    for (int i = digits - 1; i >= 0; --i) to += upper_digits[value >> 4 * i & 0xF];
+}
+
 char* write_hex_number(char* to, std::uint32_t value, int least_digits) {
-    constexpr std::string_view digits = "0123456789ABCDEF";
     int count = least_digits;
     while (count < 8 && value >> 4 * count != 0) ++count;
     *to++ = '0';
     *to++ = 'x';
-    for (int i = count - 1; i >= 0; --i) *to++ = digits[value >> 4 * i & 0xF];
+    for (int i = count - 1; i >= 0; --i) *to++ = upper_digits[value >> 4 * i & 0xF];
     return to;
 }
 

@@ -1,6 +1,7 @@
 #include "writers/json_writer.h"
 
 #include <broadcast/descriptor_visit.h>
+#include <broadcast/refusal_outcome.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
@@ -22,46 +23,44 @@ namespace {
 /// Whether `words` stand in JSON as they are.
 bool is_plain_json(std::string_view words) {
     for (std::size_t i = 0; i < words.size();) {
-        const auto byte = static_cast<unsigned char>(words[i]);
-        if (byte < ' ' || byte == '"' || byte == '\\') return false;
-        if (byte < 0x80) {
+        const char c = words[i];
+        if (c == '"' || c == '\\') return false;
+        if (c >= ' ' && c <= '~') {
             ++i;
             continue;
         }
         const utf8_character next = first_character(words.substr(i));
-        if (!next.is_valid) return false;
+        if (!next.is_valid || is_hidden(next.code)) return false;
         i += next.size;
     }
     return true;
 }
 
-void append_escape(std::string& to, std::uint32_t code_unit) {
-    constexpr std::string_view digits = "0123456789abcdef";
-    to += "\\u";
-    for (const int shift : {12, 8, 4, 0}) to += digits[code_unit >> shift & 0xF];
+/// Beyond four digits in two halves.
+void append_escape(std::string& to, char32_t code) {
+    constexpr char32_t first_in_halves = 0x10000;
+    const auto append_unit = [&](char32_t unit) {
+        to += "\\u";
+        append_hex_digits(to, static_cast<std::uint32_t>(unit), 4);
+    };
+    if (code < first_in_halves) return append_unit(code);
+    append_unit(0xD800 + ((code - first_in_halves) >> 10));
+    append_unit(0xDC00 + ((code - first_in_halves) & 0x3FF));
 }
 
-void append_ascii(std::string& to, char c) {
+/// What is not UTF-8 is replaced, so that every line stays valid; what hides or steers is escaped.
+void append_escaped(std::string& to, std::string_view words) {
     constexpr std::string_view escaped = "\"\\\b\f\n\r\t";
     constexpr std::string_view letters = "\"\\bfnrt";
-    const std::size_t found = escaped.find(c);
-    if (found != std::string_view::npos) {
-        to.append(1, '\\').append(1, letters[found]);
-    } else if (c < ' ') {
-        append_escape(to, static_cast<unsigned char>(c));
-    } else {
-        to += c;
-    }
-}
-
-/// What is not UTF-8 is replaced, so that every line stays valid.
-void append_escaped(std::string& to, std::string_view words) {
     while (!words.empty()) {
         const utf8_character next = first_character(words);
+        const std::size_t letter = escaped.find(words[0]);
         if (!next.is_valid) {
             to += "\uFFFD";
-        } else if (next.size == 1) {
-            append_ascii(to, words[0]);
+        } else if (letter != std::string_view::npos) {
+            to.append(1, '\\').append(1, letters[letter]);
+        } else if (is_hidden(next.code)) {
+            append_escape(to, next.code);
         } else {
             to.append(words.substr(0, next.size));
         }
@@ -134,23 +133,38 @@ public:
         integer(static_cast<std::int64_t>(n.value));
         if constexpr (!std::is_same_v<Meaning, no_meaning>) {
             key_of(name, "_name");
-            json_.plain(n.meaning(n.value));
+            json_.plain(n.meaning(n.value));  // our own words
         }
+    }
+    template <typename Value>
+    void operator()(std::string_view name, const std::optional<Value>& value) {
+        if (value) return (*this)(name, *value);
+        key(name);
+        json_.Null();
     }
     void operator()(std::string_view name, const text& value) { field(name, value.utf8); }
     void operator()(std::string_view name, const raw_text& value) {
-        if (is_plain_text(value.bytes)) {
-            field(name, value.bytes);
-        } else {
-            key_of(name, "_hex");
-            hex(value.bytes);
-        }
+        if (is_utf8(value.bytes)) return field(name, value.bytes);
+        field(name, std::string_view(from_iso_8859_15(value.bytes)));
+        key_of(name, "_hex");
+        hex(value.bytes);
     }
     void operator()(std::string_view name, const moment& value) {
+        const std::int64_t sent = as_sent(value.seconds);
         key(name);
         integer(static_cast<std::int64_t>(value.seconds));
         key_of(name, "_iso");
-        json_.plain(iso_time(value.seconds, offset_));
+        json_.plain(iso_time(sent, offset_));
+        key_of(name, "_unix");
+        if (value.seconds == undefined_time) {
+            json_.Null();
+            return;
+        }
+        integer(sent - std::chrono::seconds(offset_).count());
+        if (value.seconds < 0) {
+            key_of(name, "_wrapped");
+            json_.Bool(is_wrapped(value.seconds));
+        }
     }
     void operator()(std::string_view name, const duration& value) {
         key(name);
@@ -224,6 +238,7 @@ void begin_section(json_line& line, const place& where, std::uint32_t table_id) 
     if (!where.file.empty()) line.field("file", std::string_view(where.file));
     line.field(where.pid ? "packet" : "section", where.number);
     if (where.pid) line.field("pid", *where.pid);
+    if (where.crc_error) line("crc_error", true);
     line.field("table", names::table_kind(table_id));
 }
 
@@ -318,6 +333,7 @@ void json_writer::refused(const place& where, const refusal& what) {
     line_->field("reason", std::string_view(to_string(what.why.why)));
     line_->field("byte", what.why.byte);
     line_->field("sentence", std::string_view(what.why.text()));
+    line_->field("receiver", refusal_outcome(what.why));
     line_->end_object();
     line_->key("bytes");
     line_->hex({reinterpret_cast<const char*>(what.section), what.size});

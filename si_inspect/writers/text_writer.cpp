@@ -2,6 +2,7 @@
 
 #include <broadcast/descriptor_visit.h>
 #include <broadcast/receiver_notes.h>
+#include <broadcast/refusal_outcome.h>
 
 #include <algorithm>
 #include <array>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "display.h"
+#include "utf8.h"
 #include "writers/fields.h"
 
 namespace orvix::si_inspect {
@@ -106,17 +108,27 @@ public:
             to_ += line;
         }
     }
+    template <typename Value>
+    void operator()(const std::optional<Value>& value) {
+        if (value) return (*this)(*value);
+        to_ += "none";
+    }
     void operator()(const text& value) { append_quoted(value.utf8); }
     void operator()(const raw_text& value) {
-        if (is_plain_text(value.bytes)) {
-            append_quoted(value.bytes);
-        } else {
-            to_ += "bytes ";
-            append_hex(to_, value.bytes);
-        }
+        if (is_utf8(value.bytes)) return append_quoted(value.bytes);
+        append_quoted(from_iso_8859_15(value.bytes));
+        to_ += " (ISO/IEC 8859-15)";
     }
     void operator()(const moment& value) {
         append_with_raw(iso_time(value.seconds, offset_), value.seconds);
+        if (value.seconds >= 0 || value.seconds == undefined_time) return;
+        if (is_wrapped(value.seconds)) {
+            to_ += ", the receiver's clock wrapped: ";
+            to_ += iso_time(as_sent(value.seconds), offset_);
+            to_ += " on air";
+        } else {
+            to_ += ", sent so: the receiver's clock has not wrapped";
+        }
     }
     void operator()(const duration& value) {
         append_with_raw(clock_duration(value.seconds), value.seconds);
@@ -127,9 +139,9 @@ public:
     }
 
 private:
-    void append_quoted(std::string_view plain) {
+    void append_quoted(std::string_view words) {
         to_ += '"';
-        to_ += plain;
+        append_printable(to_, words);
         to_ += '"';
     }
     void append_with_raw(std::string_view meaning, std::int64_t raw) {
@@ -167,6 +179,7 @@ public:
         text_.append(column_gap).append(where.pid ? "packet " : "section ");
         text_ += short_line().decimal(static_cast<std::int64_t>(where.number));
         text_.append(column_gap).append(names::table_id(table_id));
+        if (where.crc_error) text_.append(column_gap).append("wrong CRC_32");
         end_color();
         text_ += '\n';
     }
@@ -176,10 +189,11 @@ public:
         fields([&record](auto& to) { visit_fields(record, to); }, indent_step);
     }
 
-    void note(std::string_view sentence) {
+    /// "note: ...", in a colour of its own.
+    void remark(std::string_view kind, std::string_view sentence) {
         begin_line(indent_step);
         begin_color(yellow);
-        text_.append("note: ").append(sentence);
+        text_.append(kind).append(": ").append(sentence);
         end_color();
         text_ += '\n';
     }
@@ -391,8 +405,16 @@ void text_writer::table(const sighting& seen) {
         },
         *seen.table);
     if (how_.notes) {
-        for (const std::string_view sentence : receiver_notes(*seen.table)) block_->note(sentence);
+        for (const std::string_view sentence : receiver_notes(*seen.table))
+            block_->remark("note", sentence);
     }
+    block_->write(to_);
+}
+
+void text_writer::refused(const place& where, const refusal& what) {
+    block_->title(where, what.section[0]);
+    block_->remark("refused", what.why.text());
+    block_->remark("the receiver", refusal_outcome(what.why));
     block_->write(to_);
 }
 

@@ -24,6 +24,7 @@ public:
     ~text_writer() override;
 
     void table(const broadcast::sighting& seen) override;
+    void refused(const broadcast::place& where, const broadcast::refusal& what) override;
     void finish(const totals* counts) override;
 
 private:

@@ -27,12 +27,19 @@ TEST(Names, RangesEndWhereTheNextOneBegins) {
     EXPECT_EQ(component_tag(0x7F), "event messages");
     EXPECT_EQ(component_tag(0x80), "data carousel");
     EXPECT_EQ(component_tag(0x87), "1-seg captions");
+    EXPECT_EQ(component_tag(0x89), "1-seg data");
+    EXPECT_EQ(component_tag(0x8B), "1-seg data");
     EXPECT_EQ(component_tag(0x91), "1-seg audio");
 }
 
 TEST(Names, WhatHasNoMeaningIsReserved) {
-    EXPECT_EQ(stream_type(0x99), "reserved");
-    EXPECT_EQ(component_tag(0x89), "reserved");
+    EXPECT_EQ(stream_type(0x00), "reserved");
+    EXPECT_EQ(component_tag(0x8C), "reserved");
+    EXPECT_EQ(stream_content(3), "reserved");
+    EXPECT_EQ(component_type(1, 0xB5), "reserved");
+    EXPECT_EQ(component_type(1, 0x13), "reserved");
+    EXPECT_EQ(component_type(3, 0x01), "reserved");
+    EXPECT_EQ(service_type(0xFF), "reserved");
     EXPECT_EQ(service_type(0x03), "reserved");
     EXPECT_EQ(running_status(6), "reserved");
     EXPECT_EQ(application_type(0x0002), "reserved");
@@ -41,7 +48,36 @@ TEST(Names, WhatHasNoMeaningIsReserved) {
     EXPECT_EQ(protocol_id(3), "reserved");
 }
 
+TEST(Names, WhatIsLeftToUsersIsCalledSo) {
+    EXPECT_EQ(stream_type(0x06), "private PES");
+    EXPECT_EQ(stream_type(0x80), "user private");
+    EXPECT_EQ(stream_type(0x81), "AC-3 audio or private");
+    EXPECT_EQ(stream_type(0xFF), "user private");
+    EXPECT_EQ(service_type(0x80), "user defined");
+    EXPECT_EQ(service_type(0xA1), "special video");
+    EXPECT_EQ(service_type(0xFE), "user defined");
+}
+
+TEST(Names, ServiceTypesOfDvbHaveTheirs) {
+    EXPECT_EQ(service_type(0x04), "NVOD reference");
+    EXPECT_EQ(service_type(0x0C), "data");
+    EXPECT_EQ(service_type(0x19), "HD television (H.264)");
+}
+
+TEST(Names, ComponentTypesDependOnTheStreamContent) {
+    EXPECT_EQ(stream_content(0xF1), "video") << "four bits are reserved";
+    EXPECT_EQ(component_type(0xF1, 0xB3), "1080i 16:9");
+    EXPECT_EQ(component_type(5, 0xB4), "1080i above 16:9");
+    EXPECT_EQ(component_type(1, 0xA1), "480p 4:3");
+    EXPECT_EQ(component_type(1, 0xC3), "720p 16:9");
+    EXPECT_EQ(component_type(2, 0x03), "stereo");
+}
+
 TEST(Names, GenresNameBothLevels) {
+    EXPECT_EQ(genre(0x64), "variety, women's");
+    EXPECT_EQ(genre(0x82), "information, rural");
+    EXPECT_EQ(genre(0xF2), "other, political");
+
     EXPECT_EQ(genre(0x01), "news, report");
     EXPECT_EQ(genre(0x65), "variety, game show");
     EXPECT_EQ(genre(0xFE), "other, engineering");
@@ -56,8 +92,8 @@ TEST(Names, GenresOfAGroupWithoutANameHaveTheirDetailAlone) {
     EXPECT_EQ(genre_group(0xD0), "");
     EXPECT_EQ(genre(0xD0), "raffle");
     EXPECT_EQ(genre(0xD2), "prizing");
-    EXPECT_EQ(genre(0xD7), "reserved");
-    EXPECT_EQ(genre(0xDF), "other");
+    EXPECT_EQ(genre(0xD7), "raffle, television sales, prizing, reserved");
+    EXPECT_EQ(genre(0xDF), "raffle, television sales, prizing, other");
 }
 
 TEST(Names, GenresEndInOtherWhateverTheirGroup) {

@@ -32,6 +32,19 @@ TEST(Times, BeforeTheEpochAreShownAsTheLibraryWrapsThem) {
     EXPECT_EQ(iso_time(-1, brasilia), "1969-12-31T23:59:59-03:00");
 }
 
+TEST(Times, WrapFromTheEndOf32BitsToTheEndOfTheBroadcastsDays) {
+    EXPECT_FALSE(is_wrapped(2'147'483'647));
+    EXPECT_TRUE(is_wrapped(-2'147'483'648));
+    EXPECT_EQ(iso_time(as_sent(-2'147'483'648), minutes(0)), "2038-01-19T03:14:08+00:00");
+    EXPECT_TRUE(is_wrapped(-2'139'373'697));
+    EXPECT_EQ(iso_time(as_sent(-2'139'373'697), minutes(0)), "2038-04-22T23:59:59+00:00");
+    EXPECT_FALSE(is_wrapped(-2'139'373'696));
+    EXPECT_EQ(as_sent(-2'139'373'696), -2'139'373'696);
+    EXPECT_FALSE(is_wrapped(undefined_time));
+    EXPECT_FALSE(is_wrapped(-1));
+    EXPECT_EQ(as_sent(1'795'293'000), 1'795'293'000);
+}
+
 TEST(Times, UndefinedOnesAreCalledSo) {
     EXPECT_EQ(iso_time(undefined_time, brasilia), "undefined");
     EXPECT_EQ(iso_duration(undefined_duration), "undefined");

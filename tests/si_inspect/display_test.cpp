@@ -1,6 +1,9 @@
 #include <display.h>
 #include <gtest/gtest.h>
 
+#include <clocale>
+#include <cwchar>
+
 namespace orvix::si_inspect {
 namespace {
 
@@ -12,14 +15,20 @@ TEST(Display, AccentedLettersTakeOneColumnAndWideOnesTwo) {
     EXPECT_EQ(display_width(""), 0u);
 }
 
+TEST(Display, WidthsOfEuropeanLettersAreTheCLibrarys) {
+    const locale_t before = uselocale(newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr));
+    for (wchar_t code = 0xA0; code < 0x0300; ++code) ASSERT_EQ(wcwidth(code), 1) << code;
+    uselocale(before);
+}
+
 TEST(Display, WhatIsNotUtf8OrSteersATerminalIsNoText) {
-    EXPECT_FALSE(is_plain_text("Milh\xE3o"));
-    EXPECT_FALSE(is_plain_text("cut \xC3"));
-    EXPECT_FALSE(is_plain_text("\x1B[31m"));
-    EXPECT_FALSE(is_plain_text("two\nlines"));
-    EXPECT_FALSE(is_plain_text("\xC2\x9B")) << "a control code of eight bits";
-    EXPECT_FALSE(is_plain_text(std::string_view("\0", 1)));
-    EXPECT_FALSE(is_plain_text("\xED\xA0\x80")) << "half a surrogate pair";
+    EXPECT_FALSE(display_width("Milh\xE3o"));
+    EXPECT_FALSE(display_width("cut \xC3"));
+    EXPECT_FALSE(display_width("\x1B[31m"));
+    EXPECT_FALSE(display_width("two\nlines"));
+    EXPECT_FALSE(display_width("\xC2\x9B")) << "a control code of eight bits";
+    EXPECT_FALSE(display_width(std::string_view("\0", 1)));
+    EXPECT_FALSE(display_width("\xED\xA0\x80")) << "half a surrogate pair";
 }
 
 TEST(Display, PaddingCountsColumns) {
@@ -30,7 +39,22 @@ TEST(Display, PaddingCountsColumns) {
 
 TEST(Display, NamesFromOutsideLoseWhatIsNotPrintable) {
     EXPECT_EQ(printable("São.ts"), "São.ts");
-    EXPECT_EQ(printable("a\x1B[1m.ts"), "a?[1m.ts");
+    EXPECT_EQ(printable("a\x1B[1m.ts"), "a\\u001B[1m.ts");
+    EXPECT_EQ(printable("a\xE3.ts"), "a\\xE3.ts");
+    EXPECT_EQ(printable("\xF3\xA0\x80\x81"), "\\U000E0001");
+}
+
+TEST(Display, CharactersThatReorderOrHideAreNotPrintable) {
+    for (const char32_t code : {0x7F, 0x80, 0x9F, 0x061C, 0x200B, 0x200D, 0x200E, 0x200F, 0x202A,
+                                0x202E, 0x2060, 0x2066, 0x2069, 0xFEFF}) {
+        EXPECT_TRUE(is_hidden(code)) << code;
+    }
+    EXPECT_FALSE(is_hidden(U'a'));
+    EXPECT_FALSE(is_hidden(U'é'));
+    EXPECT_FALSE(is_hidden(0x200A)) << "a space";
+    EXPECT_FALSE(is_hidden(0x05D0)) << "a letter that is read from the right";
+    EXPECT_FALSE(display_width("a\xE2\x80\xAE")) << "U+202E";
+    EXPECT_EQ(printable("evil\xE2\x80\xAEst.exe"), "evil\\u202Est.exe");
 }
 
 }  // namespace

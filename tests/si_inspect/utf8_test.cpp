@@ -26,6 +26,13 @@ TEST(Utf8, EveryCharacterIsReadAsItIsWritten) {
     }
 }
 
+TEST(Utf8, BytesOfIso8859_15AreTheirCharacters) {
+    EXPECT_EQ(from_iso_8859_15("Milh\xE3o \xA4 \xBD\xBC \xA6\xA8 \xB4\xB8 \xBE"),
+              "Milhão € œŒ Šš Žž Ÿ");
+    EXPECT_TRUE(is_utf8(from_iso_8859_15("\x80\xFF")));
+    EXPECT_FALSE(is_utf8("Milh\xE3o"));
+}
+
 TEST(Utf8, ADamagedCharacterEndsWhereAnotherMayBegin) {
     const auto damaged = [](std::string_view bytes) {
         const utf8_character read = first_character(bytes);

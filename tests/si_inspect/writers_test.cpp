@@ -73,7 +73,7 @@ TEST(TextFormat, ShowsAPmt) {
       0x52 stream_identifier_descriptor, 1 byte: component_tag main video (0x00)
     0x0112 (274)    0x10 (16)      AAC audio (LATM) (0x11)  ""
       0x52 stream_identifier_descriptor, 1 byte: component_tag main audio (0x10)
-    0x0140 (320)    0x00 (0)       private sections (0x05)  ""
+    0x0140 (320)    none           private sections (0x05)  ""
 )");
 }
 
@@ -195,7 +195,7 @@ TEST(TextFormat, ShowsAnAitWithBytesThatAreNotText) {
           names
             language        name
             por (0x706F72)  "Jogo"
-            eng (0x656E67)  bytes 4d696c68e36f
+            eng (0x656E67)  "Milhão" (ISO/IEC 8859-15)
       0x02 transport_protocol_descriptor_oc, 5 bytes
           protocol_id               object carousel (0x0001)
           transport_protocol_label  7
@@ -225,10 +225,51 @@ TEST(TextFormat, AlignsWhatFollowsWideCharacters) {
                                  "            \"日\"          from 4 years (0x01)\n"));
 }
 
-TEST(TextFormat, NeverWritesControlCodesOfTheBroadcast) {
+TEST(TextFormat, NeverWritesWhatSteersReordersOrHides) {
     const std::string shown = text_of(ait_section(
-        9, {}, application(1, 1, 1, describe_icon("\x1B[31m", 0) + descriptor(0x30, {1}))));
-    EXPECT_THAT(shown, HasSubstr("icon_locator bytes 1b5b33316d\n"));
+        9, {},
+        application(1, 1, 1, describe_icon("\x1B[31m \xE2\x80\xAE \xEF\xBB\xBF \x7F", 0)) +
+            application(1, 1, 1, describe_icon("\xE3\x9B", 0))));
+    EXPECT_THAT(shown, HasSubstr(R"(icon_locator "\u001B[31m \u202E \uFEFF \u007F")"
+                                 "\n"));
+    EXPECT_THAT(shown, HasSubstr("icon_locator \"ã\\u009B\" (ISO/IEC 8859-15)\n"));
+}
+
+TEST(TextFormat, SaysWhichSectionsHaveAWrongCrc) {
+    bytes damaged = sdt();
+    damaged.back() ^= 1;
+    const std::string shown = text_of(sdt() + damaged, {"--no-crc", "--all"});
+    const std::string title = "SDT  section 1  service description, actual transport stream";
+    EXPECT_THAT(shown, HasSubstr('\n' + title + "  wrong CRC_32\n"));
+    EXPECT_THAT(shown, testing::StartsWith(
+                           "SDT  section 0  service description, actual transport stream\n"));
+}
+
+TEST(TextFormat, ShowsARefusedSectionWithWhatTheReceiverWouldHaveDone) {
+    bytes damaged = tot();
+    damaged.back() ^= 1;
+    const std::string shown = text_of(tdt() + damaged + pat());
+    EXPECT_THAT(shown, HasSubstr("\n\nTOT  section 1  time offset\n  refused: TOT: CRC_32 0x"));
+    EXPECT_THAT(shown, HasSubstr("\n  the receiver: takes what it says, if the demultiplexer"));
+    EXPECT_THAT(shown, HasSubstr("\n\nPAT  section 2  "));
+}
+
+TEST(TextFormat, SaysOfTimesBefore1970WhetherTheReceiversClockWrapped) {
+    EXPECT_THAT(text_of(tdt_section(utc_time(65442, 0x031408))),
+                HasSubstr("utc_time  1901-12-13T20:45:52-03:00 (-2147483648), the receiver's clock "
+                          "wrapped: 2038-01-19T03:14:08-03:00 on air\n"));
+    EXPECT_THAT(text_of(tdt_section(utc_time(40586, 0x235959))),
+                HasSubstr("utc_time  1969-12-31T23:59:59-03:00 (-1), sent so: the receiver's clock "
+                          "has not wrapped\n"));
+    EXPECT_THAT(text_of(tdt_section(bytes(5, 0xFF))),
+                HasSubstr("utc_time  undefined (-2138856031)\n"));
+}
+
+TEST(TextFormat, NamesTheKindsOfAComponent) {
+    const std::string shown = text_of(pmt_section(
+        1, 2, {}, elementary_stream(0x1B, 3, describe_component(5, 0xB3, 0, "por", ""))));
+    EXPECT_THAT(shown, HasSubstr("stream_content         H.264 video (0xF5)\n"));
+    EXPECT_THAT(shown, HasSubstr("component_type         1080i 16:9 (0xB3)\n"));
 }
 
 TEST(TextFormat, SaysWithVerboseWhereTheReceiverReadsOtherwise) {
@@ -281,21 +322,72 @@ TEST(JsonFormat, TimesAreSecondsAndIso8601) {
     const json events = json_of(eit())[0]["events"];
     EXPECT_EQ(events[0]["start_time"], 1795290300);
     EXPECT_EQ(events[0]["start_time_iso"], "2026-11-21T19:45:00-03:00");
+    EXPECT_EQ(events[0]["start_time_unix"], 1795290300 + 3 * 3600);
+    EXPECT_FALSE(events[0].contains("start_time_wrapped"));
     EXPECT_EQ(events[0]["duration"], 6330);
     EXPECT_EQ(events[0]["duration_iso"], "PT1H45M30S");
     EXPECT_EQ(events[1]["start_time"], -2138856031);
     EXPECT_EQ(events[1]["start_time_iso"], "undefined");
+    EXPECT_TRUE(events[1].at("start_time_unix").is_null());
     EXPECT_EQ(events[1]["duration"], 604065);
     EXPECT_EQ(events[1]["duration_iso"], "undefined");
     EXPECT_EQ(json_of(tdt(), {"--utc-offset", "+05:30"})[0]["utc_time_iso"],
               "2026-11-21T20:30:00+05:30");
 }
 
-TEST(JsonFormat, BytesThatAreNotTextAreHex) {
+TEST(JsonFormat, TimesThatTheReceiverWrapsAreAsTheyWereSent) {
+    const json wrapped = json_of(tdt_section(utc_time(65442, 0x031408)))[0];
+    EXPECT_EQ(wrapped["utc_time"], -2147483648);
+    EXPECT_EQ(wrapped["utc_time_iso"], "2038-01-19T03:14:08-03:00");
+    EXPECT_EQ(wrapped["utc_time_unix"], 2147483648 + 3 * 3600);
+    EXPECT_EQ(wrapped["utc_time_wrapped"], true);
+    const json sent_so = json_of(tdt_section(utc_time(40586, 0x235959)))[0];
+    EXPECT_EQ(sent_so["utc_time_iso"], "1969-12-31T23:59:59-03:00");
+    EXPECT_EQ(sent_so["utc_time_wrapped"], false);
+}
+
+TEST(JsonFormat, AStreamWithoutAComponentTagHasNone) {
+    const json streams = json_of(hd_pmt())[0]["streams"];
+    EXPECT_EQ(streams[0]["component_tag"], 0);
+    EXPECT_TRUE(streams[2].at("component_tag").is_null());
+    const json by_component = json_of(pmt_section(
+        1, 2, {}, elementary_stream(0x1B, 3, describe_component(1, 2, 0, "por", ""))))[0];
+    EXPECT_EQ(by_component["streams"][0]["component_tag"], 0);
+}
+
+TEST(JsonFormat, TextsThatAreNotUtf8HaveTheirBytesBesideThem) {
     const json names = json_of(ait())[0]["applications"][0]["descriptors"][1]["names"];
-    EXPECT_EQ(names.dump(),
-              R"([{"language":7368562,"language_name":"por","name":"Jogo"},)"
-              R"({"language":6647399,"language_name":"eng","name_hex":"4d696c68e36f"}])");
+    EXPECT_EQ(names.dump(), R"([{"language":7368562,"language_name":"por","name":"Jogo"},)"
+                            R"({"language":6647399,"language_name":"eng","name":"Milhão",)"
+                            R"("name_hex":"4d696c68e36f"}])");
+}
+
+TEST(JsonFormat, EscapesWhatSteersReordersOrHides) {
+    const std::string line = text_of(
+        ait_section(
+            9, {},
+            application(1, 1, 1, describe_icon("\x1B\"\\\n\xE2\x80\xAE\x7F\xF3\xA0\x80\x81", 0))),
+        {"--format", "json"});
+    EXPECT_THAT(line, HasSubstr(R"("icon_locator":"\u001B\"\\\n\u202E\u007F\uDB40\uDC01"})"));
+}
+
+TEST(JsonFormat, NamesOfFilesThatAreNotUtf8StayValid) {
+    const temporary_folder folder;
+    const std::string path = folder.file(
+        "a\xE3"
+        "b\xE2\x82.ts",
+        all_tables().stream());
+    const std::string line =
+        lines_of(si_inspect({"--quiet", "--format", "json", path, path}).out).at(0);
+    EXPECT_EQ(json::parse(line)["file"], folder.path() + "/a\uFFFDb\uFFFD.ts");
+}
+
+TEST(JsonFormat, SaysWhichSectionsHaveAWrongCrc) {
+    bytes damaged = sdt();
+    damaged.back() ^= 1;
+    const std::vector<json> objects = json_of(sdt() + damaged, {"--no-crc", "--all"});
+    EXPECT_FALSE(objects.at(0).contains("crc_error"));
+    EXPECT_EQ(objects.at(1)["crc_error"], true);
 }
 
 TEST(JsonFormat, ShowsARefusedSectionWithItsReasonAndBytes) {
@@ -313,6 +405,7 @@ TEST(JsonFormat, ShowsARefusedSectionWithItsReasonAndBytes) {
     EXPECT_EQ(object["refused"]["reason"], "crc_mismatch");
     EXPECT_EQ(object["refused"]["byte"], 25);
     EXPECT_THAT(object["refused"]["sentence"].get<std::string>(), HasSubstr("TOT: CRC_32 0x"));
+    EXPECT_THAT(object["refused"]["receiver"].get<std::string>(), HasSubstr("no CRC_32"));
     EXPECT_EQ(object["bytes"].get<std::string>().size(), 2 * damaged.size());
     EXPECT_THAT(shown.err, testing::Not(HasSubstr("CRC_32"))) << "said once is enough";
 }
@@ -418,9 +511,11 @@ std::vector<std::string> blocks_of(const std::string& text) {
 
 /// How the text format writes a value: one of these.
 std::vector<std::string> as_text(const std::string& key, const json& value) {
-    if (key.size() > 4 && key.substr(key.size() - 4) == "_hex") {
-        return {"bytes " + value.get<std::string>()};
-    }
+    const auto ends_with = [&](const std::string& end) {
+        return key.size() > end.size() && key.substr(key.size() - end.size()) == end;
+    };
+    if (ends_with("_hex") || ends_with("_unix")) return {""};  // JSON's own
+    if (value.is_null()) return {"  none "};
     if (value.is_string()) {
         const std::string word = value;
         if (key == "duration_iso") return {""};  // the text format has a clock of its own
