@@ -1,7 +1,7 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <ctime>
 #include <map>
 #include <optional>
 #include <set>
@@ -10,22 +10,13 @@
 #include <utility>
 #include <vector>
 
+#include "bound.h"
+#include "programme.h"
+#include "service_events.h"
 #include "table_ref.h"
 #include "times.h"
 
 namespace orvix::broadcast {
-
-/// What a viewer's programme guide knows of an event.
-struct programme {
-    std::uint32_t event_id = 0;
-    std::time_t start = undefined_time;  ///< on the broadcast's clock
-    std::time_t duration = undefined_duration;
-    std::string language;  ///< ISO 639-2, of name and text
-    std::string name;
-    std::string text;
-    std::vector<std::uint8_t> content_nibbles;  ///< as `names::genre` takes them
-    std::optional<std::uint8_t> rating;         ///< Brazil's
-};
 
 struct channel {
     std::uint32_t original_network_id = 0;
@@ -46,7 +37,11 @@ struct guide_contents {
 /// A programme guide out of the tables of a broadcast. Present/following and schedule are merged:
 /// of each event, and of events that begin together, the newest section holds; what that one leaves
 /// out, older ones supply. An event that was once present stays after it has left the tables, also
-/// when its event_id has passed on to another one.
+/// when its event_id has passed on to another one, until `service_events::most_past` later ones
+/// have.
+///
+/// Memory is bounded whatever the tables say, and a section takes time for itself, not for what
+/// came before it.
 class guide {
 public:
     void take(const table_ref& table);
@@ -58,22 +53,29 @@ public:
     /// is that of `brasilia`.
     std::optional<utc_offset> viewers_offset() const { return viewers_offset_; }
 
+    /// Programmes that were on air and are no longer kept, because `service_events::most_past`
+    /// later ones of their service are.
+    std::uint64_t forgotten() const { return limits_.forgotten; }
+
+    /// What is kept is bounded by these.
+    std::vector<bound> bounds() const;
+
 private:
     using service_key = std::pair<std::uint32_t, std::uint32_t>;  ///< original_network_id, then id
     using stream_key = std::pair<std::uint32_t, std::uint32_t>;   ///< the same, of the multiplex
+    using sdt_key = std::tuple<stream_key, std::uint32_t>;        ///< and table_id
 
-    struct named_services {
-        std::uint32_t version_number = 0;
-        std::map<std::uint32_t, std::string> names;  ///< by service_id
+    struct service {
+        stream_key stream;
+        std::map<sdt_key, std::string> names;
+        bool has_eit = false;
+        service_events events;
     };
-    /// One section of an EIT. Later ones have the higher order.
-    struct told_events {
-        std::uint64_t order = 0;
+    /// One version of an SDT, unless it names nothing.
+    struct naming {
         std::uint32_t version_number = 0;
-        bool on_air = false;  ///< the present event's
-        std::vector<programme> events;
+        std::vector<service_key> named;
     };
-    using told_sections = std::map<std::uint32_t, told_events>;  ///< by section_number
 
     void take(const si_parser::pat& section);
     void take(const si_parser::sdt& section);
@@ -81,19 +83,25 @@ private:
     void take(const si_parser::eit& section);
     void take(const si_parser::tot& section);
 
-    std::set<service_key> services() const;
-    std::string name_of(const service_key& service) const;
-    std::string number_of(const service_key& service) const;
-    std::vector<programme> events_of(const service_key& service) const;
+    service* find_or_add(const service_key& key, const stream_key& stream);
+    void forget_names(const sdt_key& of);
+    std::string number_of(const service_key& key, const service& of) const;
 
     std::map<std::uint32_t, std::uint32_t> pmt_pids_;  ///< by program_number
     std::map<stream_key, std::uint8_t> remote_control_keys_;
-    std::map<std::tuple<stream_key, std::uint32_t>, named_services> sdts_;  ///< and table_id
-    std::map<service_key, stream_key> streams_of_services_;
-    std::map<service_key, std::map<std::uint32_t, told_sections>> eits_;  ///< by table_id
-    std::map<service_key, std::vector<told_events>> past_;
+    std::map<service_key, service> services_;  ///< those with an EIT or in an SDT
+    std::map<sdt_key, naming> sdts_;
+    std::size_t names_ = 0;  ///< of all services
     std::optional<utc_offset> viewers_offset_;
     std::uint64_t order_ = 0;
+    event_limits limits_;
+    // Sixteen services on each of 64 channels, which are more than there are in one place.
+    bound services_limit_ = {"services in the guide", 1024};
+    // Each service by an SDT of its own multiplex and by one of another.
+    bound names_limit_ = {"names of services in the guide", 2048};
+    // Those of one multiplex, and all multiplexes around.
+    bound programs_limit_ = {"programmes with a PMT in the guide", 1024};
+    bound streams_limit_ = {"remote control keys in the guide", 1024};
 };
 
 }  // namespace orvix::broadcast

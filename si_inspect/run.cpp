@@ -106,6 +106,7 @@ public:
         bar_->hide();
         to_->refused(where, what);
     }
+    std::vector<bound> bounds() const override { return to_->bounds(); }
     void finish(const totals* counts) override { to_->finish(counts); }
 
 private:
@@ -185,6 +186,7 @@ private:
                 bar_->update(bytes);
                 tell(to.bounds());
                 tell({view_.different_refusals()});
+                tell(writer_.bounds());
                 if (from.size()) continue;
                 if (const auto mebibytes = nothing.update(count, found_by(to))) {
                     notice(from.name() + ": no " + sought + " in the last " +
@@ -198,6 +200,7 @@ private:
         // What the user has cut short is not lost.
         if (!is_over()) to.end();
         tell(to.bounds());
+        tell(writer_.bounds());
         // A stream may end at any time, a file only where it ends.
         if (interruption::happened() && from.size()) cut_short_ = from.name();
         if (found_by(to) > 0) any_read_ = true;
@@ -251,6 +254,7 @@ private:
     void finish() {
         totals& counts = view_.counts();
         counts.add({view_.different_refusals()});
+        counts.add(writer_.bounds());
         if (const auto reason = why_not_written()) {
             complain(*reason + ", so " + to_->name() + " is not written");
             failed_ = true;

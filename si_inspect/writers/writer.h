@@ -1,6 +1,9 @@
 #pragma once
 
+#include <broadcast/bound.h>
 #include <broadcast/observer.h>
+
+#include <vector>
 
 #include "totals.h"
 
@@ -17,6 +20,8 @@ public:
     /// A section that has a table.
     virtual void table(const broadcast::sighting& seen) = 0;
     virtual void refused(const broadcast::place& /*where*/, const broadcast::refusal& /*what*/) {}
+    /// Of what it keeps until it is written.
+    virtual std::vector<broadcast::bound> bounds() const { return {}; }
     /// Called last, once. `counts` is null unless the totals are to stand in the output.
     virtual void finish(const totals* counts) = 0;
 };

@@ -4,7 +4,7 @@
 
 #include <array>
 #include <pugixml.hpp>
-#include <sstream>
+#include <string>
 
 namespace orvix::si_inspect {
 
@@ -18,13 +18,20 @@ std::string id_of(const channel& c) {
            ".isdb-tb.br";
 }
 
+/// From the broadcast's clock to that of the written times.
+struct clock_shift {
+    utc_offset shift;   ///< of the one behind the other
+    utc_offset offset;  ///< of the written times ahead of UTC
+};
+
 /// "20261121203000 -0300"
-std::string xmltv_time(std::time_t clock, utc_offset offset) {
+std::string xmltv_time(std::time_t broadcast_clock, clock_shift to) {
+    const std::time_t clock = broadcast_clock + std::chrono::seconds(to.shift).count();
     std::tm shown = {};
     gmtime_r(&clock, &shown);
     std::array<char, 32> digits;
     std::strftime(digits.data(), digits.size(), "%Y%m%d%H%M%S ", &shown);
-    std::string zone(iso_offset(offset));
+    std::string zone(iso_offset(to.offset));
     zone.erase(zone.find(':'), 1);
     return digits.data() + zone;
 }
@@ -44,8 +51,8 @@ void add_text(pugi::xml_node parent, const char* element, const std::string& tex
     node.text() = text.c_str();
 }
 
-void add_channel(pugi::xml_node tv, const channel& c) {
-    pugi::xml_node node = tv.append_child("channel");
+void add_channel(pugi::xml_node parent, const channel& c) {
+    pugi::xml_node node = parent.append_child("channel");
     node.append_attribute("id") = id_of(c).c_str();
     add_text(node, "display-name", c.name.empty() ? std::to_string(c.service_id) : c.name);
     if (!c.number.empty()) add_text(node, "display-name", c.number);
@@ -72,32 +79,48 @@ void add_rating(pugi::xml_node node, std::uint8_t rating) {
     add_text(element, "value", age);
 }
 
-class programme_writer {
-public:
-    /// Times are `shift` after the broadcast's clock, and `offset` ahead of UTC.
-    programme_writer(pugi::xml_node tv, utc_offset shift, utc_offset offset)
-        : tv_(tv), shift_(shift), offset_(offset) {}
+void add_programme(pugi::xml_node parent, const channel& c, const programme& p, clock_shift clock) {
+    pugi::xml_node node = parent.append_child("programme");
+    node.append_attribute("start") = xmltv_time(p.start, clock).c_str();
+    node.append_attribute("stop") = xmltv_time(p.start + p.duration, clock).c_str();
+    node.append_attribute("channel") = id_of(c).c_str();
+    const std::string language = language_tag(p.language);
+    add_text(node, "title", p.name, language);
+    if (!p.text.empty()) add_text(node, "desc", p.text, language);
+    add_categories(node, p.content_nibbles);
+    if (p.rating) add_rating(node, *p.rating);
+}
 
-    void add(const channel& c, const programme& p) {
-        pugi::xml_node node = tv_.append_child("programme");
-        node.append_attribute("start") = time(p.start).c_str();
-        node.append_attribute("stop") = time(p.start + p.duration).c_str();
-        node.append_attribute("channel") = id_of(c).c_str();
-        const std::string language = language_tag(p.language);
-        add_text(node, "title", p.name, language);
-        if (!p.text.empty()) add_text(node, "desc", p.text, language);
-        add_categories(node, p.content_nibbles);
-        if (p.rating) add_rating(node, *p.rating);
+/// Writes one element after the other, so that the document is never in memory as a whole.
+class element_writer : private pugi::xml_writer {
+public:
+    explicit element_writer(output& to) : to_(to) {}
+
+    void text(const std::string& text) {
+        waiting_ += text;
+        if (waiting_.size() >= write_bytes) flush();
+    }
+    /// The element that `fill` adds to its argument, one level below the root.
+    template <typename Fill>
+    void element(const Fill& fill) {
+        pugi::xml_document alone;
+        fill(alone);
+        alone.first_child().print(*this, "  ", pugi::format_default, pugi::encoding_utf8, 1);
+    }
+    void flush() {
+        to_.write(waiting_);
+        waiting_.clear();
     }
 
 private:
-    std::string time(std::time_t clock) const {
-        return xmltv_time(clock + std::chrono::seconds(shift_).count(), offset_);
+    static constexpr std::size_t write_bytes = 64 * 1024;
+
+    void write(const void* data, std::size_t size) override {
+        text(std::string(static_cast<const char*>(data), size));
     }
 
-    pugi::xml_node tv_;
-    utc_offset shift_;
-    utc_offset offset_;
+    output& to_;
+    std::string waiting_;
 };
 
 }  // namespace
@@ -110,23 +133,22 @@ void xmltv_writer::finish(const totals* /*counts*/) {
     const utc_offset viewers =
         how_.utc_offset ? broadcast : guide_.viewers_offset().value_or(brasilia);
 
-    pugi::xml_document document;
-    pugi::xml_node declaration = document.append_child(pugi::node_declaration);
-    declaration.append_attribute("version") = "1.0";
-    declaration.append_attribute("encoding") = "UTF-8";
-    document.append_child(pugi::node_doctype).set_value("tv SYSTEM \"xmltv.dtd\"");
-    pugi::xml_node tv = document.append_child("tv");
-    tv.append_attribute("generator-info-name") = "si_inspect";
-
-    for (const channel& c : contents.channels) add_channel(tv, c);
-    programme_writer programmes(tv, viewers - broadcast, viewers);
+    element_writer elements(to_);
+    elements.text(
+        "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+        "<!DOCTYPE tv SYSTEM \"xmltv.dtd\">\n"
+        "<tv generator-info-name=\"si_inspect\">\n");
     for (const channel& c : contents.channels) {
-        for (const programme& p : c.programmes) programmes.add(c, p);
+        elements.element([&](pugi::xml_node parent) { add_channel(parent, c); });
     }
-
-    std::ostringstream text;
-    document.save(text, "  ", pugi::format_default, pugi::encoding_utf8);
-    to_.write(text.str());
+    const clock_shift clock = {viewers - broadcast, viewers};
+    for (const channel& c : contents.channels) {
+        for (const programme& p : c.programmes) {
+            elements.element([&](pugi::xml_node parent) { add_programme(parent, c, p, clock); });
+        }
+    }
+    elements.text("</tv>\n");
+    elements.flush();
 
     if (contents.channels.empty()) notice_("guide: no programmes");
     const auto left_out = [this](std::uint64_t count, const std::string& what) {
@@ -136,6 +158,8 @@ void xmltv_writer::finish(const totals* /*counts*/) {
     left_out(contents.unnamed_events, "events without a name");
     left_out(contents.covered_events, "programmes at the same time as another");
     left_out(contents.services_untold, "services without events");
+
+    left_out(guide_.forgotten(), "programmes of long before");
 }
 
 }  // namespace orvix::si_inspect

@@ -6,6 +6,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "output.h"
 #include "writers/writer.h"
@@ -28,6 +29,7 @@ public:
         : to_(to), how_(std::move(how)), notice_(std::move(notice)) {}
 
     void table(const broadcast::sighting& seen) override;
+    std::vector<broadcast::bound> bounds() const override { return guide_.bounds(); }
     void finish(const totals* counts) override;
 
 private:

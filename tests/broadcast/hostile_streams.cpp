@@ -157,11 +157,38 @@ sent_section present_events_without_times(std::uint32_t number) {
         number);
 }
 
-sent_section present_events_of_many_services(std::uint32_t number) {
-    constexpr std::uint32_t services = 500;
-    return {eit_pid, eit_of(low16(number % services), present_following,
-                            ten_minutes(low16(number), number / services, named(numbered(number))),
-                            {version_of(number / services), 1, 0, 1})};
+/// For each half hour and service: what is present, what follows, and two of the 64 sections of
+/// eight days, which begin anew every midnight.
+sent_section many_days(std::uint32_t number) {
+    constexpr std::uint32_t services = 20;
+    constexpr std::uint32_t sections_of_a_service = 4;
+    constexpr std::uint32_t slots_of_a_day = 48;
+    constexpr std::uint32_t slots_of_a_section = 6;
+    const auto service_id = low16(some_service + number / sections_of_a_service % services);
+    const std::uint32_t slot = number / sections_of_a_service / services;
+    const auto programme = [service_id](std::uint32_t of_slot) {
+        const std::string name = numbered(of_slot) + " do " + std::to_string(service_id);
+        return event(low16(of_slot), moment(of_slot * 1800), 0x003000, 0, 0,
+                     describe_short_event("por", name, std::string(150, 'a')) +
+                         describe_content({0x31, 0xFF}) +
+                         describe_parental_ratings(parental_rating("BRA", 0x02)));
+    };
+
+    const std::uint32_t which = number % sections_of_a_service;
+    if (which < 2) {
+        return {eit_pid, eit_of(service_id, present_following, programme(slot + which),
+                                {version_of(slot), 1, low8(which), 1})};
+    }
+    const std::uint32_t today = slot / slots_of_a_day;
+    const std::uint32_t segment = (slot * 2 + which) % 64;
+    bytes events;
+    for (std::uint32_t i = 0; i < slots_of_a_section; ++i) {
+        events = std::move(events) +
+                 programme(today * slots_of_a_day + segment * slots_of_a_section + i);
+    }
+    return {eit_pid, eit_section({low8(first_schedule + segment / 32), service_id, network, network,
+                                  low8(segment % 32 * 8), first_schedule + 1},
+                                 events, {version_of(today), 1, low8(segment % 32 * 8), 248})};
 }
 
 // --- Schedules ---
@@ -216,8 +243,8 @@ sent_section schedule_of_one_service(std::uint32_t number) {
                             {version_of(number / 256 / tables), 1, low8(number), 255})};
 }
 
-/// Each event is as long as its header and seven bytes, but its name and text are read on into the
-/// events behind it: some 400 bytes each.
+/// Of ever new services. Each event is as long as its header and seven bytes, but its name and text
+/// are read on into the events behind it: some 400 bytes each.
 sent_section texts_that_overlap(std::uint32_t number) {
     constexpr std::uint32_t events_of_a_section = 180;
     constexpr std::uint8_t name_length = 255;
@@ -231,7 +258,8 @@ sent_section texts_that_overlap(std::uint32_t number) {
     const bytes room_for_the_last =
         event(0, moment(0), 0, 0, 0,
               descriptor(0x42, bytes(255, 0xE7)) + descriptor(0x42, bytes(255, 0xE7)));
-    return schedule_section(number, events + room_for_the_last);
+    return {eit_pid, eit_of(low16(number), low8(first_schedule + number / 65536 % 16),
+                            events + room_for_the_last)};
 }
 
 /// A table of 256 sections that ends after its first one, in the same version, and grows again.
@@ -331,8 +359,7 @@ const std::vector<hostile_stream>& hostile_streams() {
          present_event_slips},
         {"present-events-without-times", "other events are present, their times undefined",
          present_events_without_times},
-        {"present-events-of-many-services", "other events are present on 500 services",
-         present_events_of_many_services},
+        {"many-days", "an ordinary multiplex of twenty services, but without end", many_days},
         {"empty-eits-of-new-services", "EITs without events, each of another service",
          empty_eits_of_new_services},
         {"one-event-id-at-many-times", "a schedule whose events all have one event_id",

@@ -277,6 +277,17 @@ TEST_F(XmltvWriter, CountsProgrammesThatBeginTogetherWithANewerOne) {
     EXPECT_THAT(notices_, ElementsAre("guide: left out programmes at the same time as another: 2"));
 }
 
+TEST_F(XmltvWriter, CountsWhatWasOnAirTooLongAgo) {
+    for (std::uint32_t i = 0; i < service_events::most_past + 2; ++i) {
+        const auto date = static_cast<std::uint16_t>(day + i);
+        given(present_following(event(1, utc_time(date, 0x200000), 0x003000, 0, 0,
+                                      describe_short_event("por", "Jornal", "")),
+                                {}, i % 32));
+    }
+    EXPECT_THAT(titles(), testing::SizeIs(service_events::most_past + 1));
+    EXPECT_THAT(notices_, ElementsAre("guide: left out programmes of long before: 1"));
+}
+
 TEST_F(XmltvWriter, SaysThatThereAreNoProgrammes) {
     written();
     EXPECT_THAT(notices_, ElementsAre("guide: no programmes"));
@@ -510,6 +521,22 @@ TEST(XmltvOfTheSample, IsValidForTvValidateFile) {
     ASSERT_EQ(test::si_inspect({"--format", "xmltv", "--quiet", "--output", guide, SAMPLE}).status,
               0);
     EXPECT_EQ(std::system((validate + "'" + guide + "'").c_str()), 0);
+}
+
+TEST(XmltvOfATool, SaysOnceWhichBoundsOfTheGuideAreMetAndCountsWhatTheyLeaveOut) {
+    bytes of_many_services;
+    for (std::uint16_t service_id = 0; service_id < 1030; ++service_id) {
+        of_many_services = std::move(of_many_services) +
+                           eit_section({0x4E, service_id, multiplex_id, multiplex_id, 0, 0x4E}, {});
+    }
+    const temporary_folder folder;
+    const std::string sections = folder.file("sections.bin", of_many_services);
+    const outcome run = test::si_inspect({"--format", "xmltv", "--sections", "--strict", sections});
+    EXPECT_EQ(run.status, 1);
+    EXPECT_THAT(run.err, testing::StartsWith("si_inspect: more than 1024 services in the guide: "
+                                             "the others are left out and counted\n"
+                                             "si_inspect: guide: no programmes\n"));
+    EXPECT_THAT(run.err, testing::HasSubstr("6 services in the guide\n"));
 }
 
 TEST(XmltvOfATool, SaysWhatItLeavesOutUnlessItIsToKeepQuiet) {
