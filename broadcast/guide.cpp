@@ -41,12 +41,12 @@ std::optional<utc_offset> minutes_of(std::uint16_t bcd) {
 
 }  // namespace
 
-void guide::take(const table_ref& table) {
-    if (const auto* const section = std::get_if<const pat*>(&table)) take(**section);
-    if (const auto* const section = std::get_if<const sdt*>(&table)) take(**section);
-    if (const auto* const section = std::get_if<const nit*>(&table)) take(**section);
-    if (const auto* const section = std::get_if<const eit*>(&table)) take(**section);
-    if (const auto* const section = std::get_if<const tot*>(&table)) take(**section);
+void guide::take(const table_ref& table, span section) {
+    if (const auto* const read = std::get_if<const pat*>(&table)) take(**read);
+    if (const auto* const read = std::get_if<const sdt*>(&table)) take(**read);
+    if (const auto* const read = std::get_if<const nit*>(&table)) take(**read);
+    if (const auto* const read = std::get_if<const eit*>(&table)) take(**read, section);
+    if (const auto* const read = std::get_if<const tot*>(&table)) take(**read);
 }
 
 void guide::take(const pat& section) {
@@ -108,13 +108,13 @@ void guide::take(const nit& section) {
     }
 }
 
-void guide::take(const eit& section) {
+void guide::take(const eit& section, span bytes) {
     if (section.current_next_indicator == 0) return;
     service* const known = find_or_add({section.original_network_id, section.service_id},
                                        {section.original_network_id, section.transport_stream_id});
     if (known == nullptr) return;
     known->has_eit = true;
-    known->events.take(section, ++order_, limits_);
+    known->events.take(section, bytes, ++order_, limits_);
 }
 
 void guide::take(const tot& section) {
@@ -189,7 +189,12 @@ guide_contents guide::contents(const std::set<std::uint16_t>& wanted) const {
         c.name = first_name(known.names);
         c.number = number_of(key, known);
         c.programmes.reserve(by_start.size());
-        for (auto& [start, event] : by_start) c.programmes.push_back(std::move(event));
+        std::time_t end = 0;
+        for (auto& [start, event] : by_start) {
+            if (start < end) ++all.overlaps;
+            end = std::max(end, event.end());
+            c.programmes.push_back(std::move(event));
+        }
         all.channels.push_back(std::move(c));
     }
     return all;

@@ -28,10 +28,11 @@ struct channel {
 
 struct guide_contents {
     std::vector<channel> channels;      ///< by original_network_id and service_id
-    std::uint64_t untimed_events = 0;   ///< left out: start time or duration undefined
+    std::uint64_t untimed_events = 0;   ///< left out: start time undefined
     std::uint64_t unnamed_events = 0;   ///< left out: without a name
     std::uint64_t covered_events = 0;   ///< left out: newer ones of the service begin with them
     std::uint64_t services_untold = 0;  ///< left out: without any event
+    std::uint64_t overlaps = 0;         ///< programmes that begin before one before them ends
 };
 
 /// A programme guide out of the tables of a broadcast. Present/following and schedule are merged:
@@ -44,7 +45,8 @@ struct guide_contents {
 /// came before it.
 class guide {
 public:
-    void take(const table_ref& table);
+    /// `section` are the bytes that the table was read from.
+    void take(const table_ref& table, span section);
 
     /// What the tables so far say of these services, or of all if there are none.
     guide_contents contents(const std::set<std::uint16_t>& wanted = {}) const;
@@ -80,7 +82,7 @@ private:
     void take(const si_parser::pat& section);
     void take(const si_parser::sdt& section);
     void take(const si_parser::nit& section);
-    void take(const si_parser::eit& section);
+    void take(const si_parser::eit& section, span bytes);
     void take(const si_parser::tot& section);
 
     service* find_or_add(const service_key& key, const stream_key& stream);

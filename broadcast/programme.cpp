@@ -1,5 +1,7 @@
 #include "programme.h"
 
+#include "extended_event.h"
+
 namespace orvix::broadcast {
 
 using namespace si_parser;
@@ -14,22 +16,25 @@ boost::shared_ptr<Descriptor> find(const eit& section, const eit::event& event, 
 }  // namespace
 
 bool is_blank(const std::string& text) {
-    return text.find_first_not_of(" \xC2\xA0") == std::string::npos;
+    constexpr const char* bytes_of_blanks = " \x7F\xC2\xA0\xAD";
+    return text.find_first_not_of(bytes_of_blanks) == std::string::npos;
 }
 
 bool programme::is_timed() const {
     // Times that do not fit into the library's 32 bits have become negative ones.
-    return start >= 0 && duration != undefined_duration;
+    return start >= 0;
 }
+
+bool programme::has_end() const { return duration != undefined_duration && duration > 0; }
 
 std::size_t programme::size() const {
     // Counted high: the node of a section that holds nothing else, and the allocator's own bytes.
     constexpr std::size_t around = 160;
     return sizeof(programme) + around + language.size() + name.size() + text.size() +
-           content_nibbles.size();
+           extended.size() + content_nibbles.size();
 }
 
-programme make_programme(const eit& section, const eit::event& event) {
+programme make_programme(const eit& section, const eit::event& event, span descriptors) {
     programme p;
     p.event_id = event.event_id;
     p.start = event.start_time;
@@ -39,6 +44,7 @@ programme make_programme(const eit& section, const eit::event& event) {
         if (!is_blank(told->event_name)) p.name = told->event_name;
         if (!is_blank(told->text)) p.text = told->text;
     }
+    p.extended = extended_event(descriptors, p.language);
     if (const auto content = find<content_descriptor>(section, event, 0x54)) {
         p.content_nibbles.reserve(content->contents.size());
         for (const auto& entry : content->contents) p.content_nibbles.push_back(entry.first);
@@ -54,12 +60,15 @@ void supply(programme& newer, const programme& older) {
     if (!newer.is_timed() && older.is_timed()) {
         newer.start = older.start;
         newer.duration = older.duration;
+    } else if (newer.start == older.start && newer.duration == undefined_duration) {
+        newer.duration = older.duration;
     }
     if (newer.name.empty()) {
         newer.language = older.language;
         newer.name = older.name;
     }
     if (newer.text.empty()) newer.text = older.text;
+    if (newer.extended.empty()) newer.extended = older.extended;
     if (newer.content_nibbles.empty()) newer.content_nibbles = older.content_nibbles;
     if (!newer.rating) newer.rating = older.rating;
 }

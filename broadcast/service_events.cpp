@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <optional>
 
+#include "readings/section_loops.h"
+
 namespace orvix::broadcast {
 
 using namespace si_parser;
@@ -31,7 +33,7 @@ public:
         if (next != by_start_.begin() && std::prev(next)->second.end > event.start) {
             return std::prev(next)->second.index;
         }
-        if (next != by_start_.end() && next->first < event.start + event.duration) {
+        if (next != by_start_.end() && next->first < event.end()) {
             return next->second.index;
         }
         return std::nullopt;
@@ -45,21 +47,24 @@ public:
     }
     /// An account without times has got those of `event`.
     void time(std::size_t index, const programme& event) {
-        by_start_[event.start] = {event.start + event.duration, index};
+        by_start_[event.start] = {event.end(), index};
     }
 
 private:
-    struct span {
+    /// As told by the newest that has a start; a duration that an older one supplies changes
+    /// nothing.
+    struct lasting {
         std::time_t end = 0;
         std::size_t index = 0;
     };
     std::optional<std::size_t> oldest_;
-    std::map<std::time_t, span> by_start_;  ///< none while the only account has no times
+    std::map<std::time_t, lasting> by_start_;  ///< none while the only account has no times
 };
 
 }  // namespace
 
-void service_events::take(const eit& section, std::uint64_t order, event_limits& limits) {
+void service_events::take(const eit& section, span bytes, std::uint64_t order,
+                          event_limits& limits) {
     const std::uint32_t place = place_of(section.table_id, section.section_number);
     if (const auto before = sections_.find(place); before != sections_.end()) {
         drop(before->second, limits);
@@ -69,8 +74,10 @@ void service_events::take(const eit& section, std::uint64_t order, event_limits&
     }
 
     told_events told = {order, section.version_number, is_present(section), {}};
-    for (const eit::event& event : section.events) {
-        programme announced = make_programme(section, event);
+    const section_loops loops = find_loops(bytes.begin(), bytes.size());
+    for (std::size_t i = 0; i < section.events.size(); ++i) {
+        const span descriptors = i < loops.records.size() ? loops.records[i].descriptors : span();
+        programme announced = make_programme(section, section.events[i], descriptors);
         const std::size_t size = announced.size();
         if (!limits.announced.admits(announced_)) continue;
         if (!limits.bytes.admits(limits.kept_bytes + size - 1)) continue;

@@ -30,8 +30,8 @@ public:
     /// Two days of half hours and more. What was on air before that, nobody looks up any more.
     static constexpr std::size_t most_past = 100;
 
-    /// Takes a valid section of this service. Later ones have the higher `order`.
-    void take(const si_parser::eit& section, std::uint64_t order, event_limits& limits);
+    /// Takes a valid section of this service, and its bytes. Later ones have the higher `order`.
+    void take(const si_parser::eit& section, span bytes, std::uint64_t order, event_limits& limits);
 
     /// Each event once: of accounts under one event_id the newest holds, and those of what was on
     /// air at another time.

@@ -6,6 +6,10 @@
 #include <pugixml.hpp>
 #include <string>
 
+#include "display.h"
+#include "utf8.h"
+#include "writers/portuguese.h"
+
 namespace orvix::si_inspect {
 
 using namespace broadcast;
@@ -36,6 +40,26 @@ std::string xmltv_time(std::time_t broadcast_clock, clock_shift to) {
     return digits.data() + zone;
 }
 
+/// What XML has no place for, and what reorders or hides the text around it. Line breaks stay.
+bool is_left_out(const utf8_character& c) {
+    constexpr char32_t soft_hyphen = 0xAD;
+    constexpr char32_t no_characters = 0xFFFE;  // and 0xFFFF
+    if (c.code == '\n') return false;
+    return !c.is_valid || is_hidden(c.code) || c.code == soft_hyphen ||
+           (c.code & no_characters) == no_characters;
+}
+
+/// The characters that XMLTV shows.
+std::string visible(std::string_view text) {
+    std::string seen;
+    while (!text.empty()) {
+        const utf8_character next = first_character(text);
+        if (!is_left_out(next)) seen += text.substr(0, next.size);
+        text.remove_prefix(next.size);
+    }
+    return seen;
+}
+
 /// XMLTV wants two letters where a language has them.
 std::string language_tag(const std::string& iso_639_2) {
     if (iso_639_2 == "por") return "pt";
@@ -47,8 +71,8 @@ std::string language_tag(const std::string& iso_639_2) {
 void add_text(pugi::xml_node parent, const char* element, const std::string& text,
               const std::string& language = {}) {
     pugi::xml_node node = parent.append_child(element);
-    if (!language.empty()) node.append_attribute("lang") = language.c_str();
-    node.text() = text.c_str();
+    if (!language.empty()) node.append_attribute("lang") = visible(language).c_str();
+    node.text() = visible(text).c_str();
 }
 
 void add_channel(pugi::xml_node parent, const channel& c) {
@@ -59,36 +83,50 @@ void add_channel(pugi::xml_node parent, const channel& c) {
 }
 
 /// Groups and details of the genres, each once: "variety", "musical".
-void add_categories(pugi::xml_node node, const std::vector<std::uint8_t>& content_nibbles) {
+template <typename Group, typename Detail>
+void add_categories(pugi::xml_node node, const std::vector<std::uint8_t>& content_nibbles,
+                    const std::string& language, Group group, Detail detail) {
     std::set<std::string_view> done = {"", "reserved", "other"};
     for (const std::uint8_t content_nibble : content_nibbles) {
-        for (const std::string_view category :
-             {names::genre_group(content_nibble), names::genre_detail(content_nibble)}) {
+        for (const std::string_view category : {group(content_nibble), detail(content_nibble)}) {
             if (done.insert(category).second) {
-                add_text(node, "category", std::string(category), "en");
+                add_text(node, "category", std::string(category), language);
             }
         }
     }
 }
 
-void add_rating(pugi::xml_node node, std::uint8_t rating) {
-    const std::string age(names::rating_age(rating));
-    if (age == "reserved") return;
+void add_rating(pugi::xml_node node, const char* system, const std::string& value) {
     pugi::xml_node element = node.append_child("rating");
-    element.append_attribute("system") = "ClassInd";
-    add_text(element, "value", age);
+    element.append_attribute("system") = system;
+    add_text(element, "value", value);
+}
+
+/// The age, and what of the content it is for.
+void add_ratings(pugi::xml_node node, std::uint8_t rating) {
+    const std::string age(names::rating_age(rating));
+    if (age != "reserved") add_rating(node, "ClassInd", age);
+    constexpr std::pair<std::uint8_t, const char*> reasons[] = {
+        {0x10, "drugs"}, {0x20, "violence"}, {0x40, "sex"}};
+    for (const auto& [bit, reason] : reasons) {
+        if ((rating & bit) != 0) add_rating(node, "ClassInd content", reason);
+    }
 }
 
 void add_programme(pugi::xml_node parent, const channel& c, const programme& p, clock_shift clock) {
     pugi::xml_node node = parent.append_child("programme");
     node.append_attribute("start") = xmltv_time(p.start, clock).c_str();
-    node.append_attribute("stop") = xmltv_time(p.start + p.duration, clock).c_str();
+    if (p.has_end()) node.append_attribute("stop") = xmltv_time(p.end(), clock).c_str();
     node.append_attribute("channel") = id_of(c).c_str();
     const std::string language = language_tag(p.language);
     add_text(node, "title", p.name, language);
-    if (!p.text.empty()) add_text(node, "desc", p.text, language);
-    add_categories(node, p.content_nibbles);
-    if (p.rating) add_rating(node, *p.rating);
+    const bool has_both = !p.text.empty() && !p.extended.empty();
+    const std::string description = p.text + (has_both ? "\n" : "") + p.extended;
+    if (!description.empty()) add_text(node, "desc", description, language);
+    add_categories(node, p.content_nibbles, "pt", portuguese::genre_group,
+                   portuguese::genre_detail);
+    add_categories(node, p.content_nibbles, "en", names::genre_group, names::genre_detail);
+    if (p.rating) add_ratings(node, *p.rating);
 }
 
 /// Writes one element after the other, so that the document is never in memory as a whole.
@@ -125,7 +163,9 @@ private:
 
 }  // namespace
 
-void xmltv_writer::table(const sighting& seen) { guide_.take(*seen.table); }
+void xmltv_writer::table(const sighting& seen) {
+    guide_.take(*seen.table, {seen.bytes, seen.size});
+}
 
 void xmltv_writer::finish(const totals* /*counts*/) {
     const guide_contents contents = guide_.contents(how_.services);
@@ -154,11 +194,15 @@ void xmltv_writer::finish(const totals* /*counts*/) {
     const auto left_out = [this](std::uint64_t count, const std::string& what) {
         if (count != 0) notice_("guide: left out " + what + ": " + std::to_string(count));
     };
-    left_out(contents.untimed_events, "events with undefined times");
+    left_out(contents.untimed_events, "events with undefined start times");
     left_out(contents.unnamed_events, "events without a name");
     left_out(contents.covered_events, "programmes at the same time as another");
     left_out(contents.services_untold, "services without events");
 
+    if (contents.overlaps != 0) {
+        notice_("guide: programmes that begin before one before them ends: " +
+                std::to_string(contents.overlaps));
+    }
     left_out(guide_.forgotten(), "programmes of long before");
 }
 

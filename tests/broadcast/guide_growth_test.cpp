@@ -66,7 +66,7 @@ cost cost_of(const hostile_stream& stream, std::uint32_t sections) {
     for (std::uint32_t number = 0; number < sections; ++number) {
         const table_ref table = reader.read(stream.section(number).section);
         const std::uint64_t before = branches;
-        of.take(table);
+        of.take(table, reader.section());
         total.of_sections += branches - before;
     }
     const std::uint64_t before = branches;

@@ -56,7 +56,10 @@ bytes present(const bytes& event, std::uint8_t version = 0,
 
 class Guide : public testing::Test {
 protected:
-    void given(const bytes& section) { guide_.take(reader_.read(section)); }
+    void given(const bytes& section) {
+        const table_ref table = reader_.read(section);
+        guide_.take(table, reader_.section());
+    }
 
     std::vector<std::string> titles() const {
         std::vector<std::string> all;
@@ -378,7 +381,7 @@ public:
             }
         }
         for (const auto& event : section.events) {
-            now.event = make_programme(section, event);
+            now.event = make_programme(section, event, {});
             kept.push_back(now);
         }
         told_ = kept;
@@ -387,6 +390,7 @@ public:
     std::vector<programme> programmes() const {
         struct account {
             programme event;
+            programme times;  // as the newest telling has them that has any
             bool holds;
         };
         std::vector<account> accounts;
@@ -396,16 +400,17 @@ public:
             for (auto a = accounts.rbegin(); a != accounts.rend(); ++a) {
                 if (a->event.event_id != told.event.event_id) continue;
                 is_newest = false;
-                const std::time_t apart = distance(a->event, told.event);
-                if (apart < (same == nullptr ? never : distance(same->event, told.event))) {
+                const std::time_t apart = distance(a->times, told.event);
+                if (apart < (same == nullptr ? never : distance(same->times, told.event))) {
                     same = &*a;
                 }
             }
             const bool was_on_air = told.on_air && told.event.is_timed();
             if (same == nullptr) {
-                accounts.push_back({told.event, is_newest || was_on_air});
+                accounts.push_back({told.event, told.event, is_newest || was_on_air});
             } else {
                 supply(same->event, told.event);
+                if (!same->times.is_timed()) same->times = same->event;
                 same->holds = same->holds || was_on_air;
             }
         }
@@ -436,8 +441,7 @@ private:
     static std::time_t distance(const programme& account, const programme& event) {
         if (!account.is_timed() || !event.is_timed()) return 0;
         if (account.start == event.start) return 0;
-        if (account.start >= event.start + event.duration) return never;
-        if (event.start >= account.start + account.duration) return never;
+        if (account.start >= event.end() || event.start >= account.end()) return never;
         return account.start < event.start ? 1 : account.start - event.start + 1;
     }
 
@@ -512,7 +516,7 @@ TEST(GuideOfRandomEits, IsThatOfAGuideThatLooksThroughAllItHas) {
         for (int i = 1; i <= 300; ++i) {
             const bytes section = eits.next();
             const table_ref table = reader.read(section);
-            quick.take(table);
+            quick.take(table, reader.section());
             plain.take(table);
             if (i % 10 != 0) continue;
             const guide_contents contents = quick.contents();

@@ -22,6 +22,9 @@ public:
         return *table;
     }
 
+    /// The bytes of the last one.
+    broadcast::span section() const { return {section_.data(), section_.size() - 1}; }
+
 private:
     log_capture silence_{OrvixLog::NONE};
     broadcast::table_decoder decoder_;

@@ -1,5 +1,6 @@
 #include "writers/xmltv_writer.h"
 
+#include <broadcast/names.h>
 #include <broadcast/table_decoder.h>
 #include <gmock/gmock.h>
 #include <small_broadcast.h>
@@ -9,6 +10,7 @@
 
 #include "log_capture.h"
 #include "tool.h"
+#include "writers/portuguese.h"
 
 namespace orvix::si_inspect {
 
@@ -192,7 +194,8 @@ TEST_F(XmltvWriter, TellsAProgrammeWhole) {
     EXPECT_STREQ(programme.child_value("title"), "Jornal");
     EXPECT_STREQ(programme.child("title").attribute("lang").value(), "pt");
     EXPECT_STREQ(programme.child_value("desc"), "As notícias do dia.");
-    EXPECT_THAT(texts(programme, "category"), ElementsAre("news", "report"));
+    EXPECT_THAT(texts(programme, "category"),
+                ElementsAre("jornalismo", "reportagem", "news", "report"));
     EXPECT_STREQ(programme.child("rating").attribute("system").value(), "ClassInd");
     EXPECT_STREQ(programme.child("rating").child_value("value"), "12");
 }
@@ -219,12 +222,128 @@ TEST_F(XmltvWriter, NamesEachGenreOnce) {
     given(schedule(
         event_at(1, 0x200000, "Show", describe_content({0x61, 0, 0x62, 0, 0xCF, 0, 0x6F, 0}))));
     EXPECT_THAT(texts(first_programme(), "category"),
-                ElementsAre("variety", "show", "musical", "movie"));
+                ElementsAre("variedades", "show", "musical", "filme",  //
+                            "variety", "show", "musical", "movie"));
+}
+
+TEST_F(XmltvWriter, SaysInWhichLanguageGenresAre) {
+    given(schedule(event_at(1, 0x200000, "Show", describe_content({0x10, 0}))));
+    std::vector<std::string> languages;
+    for (const auto& category : first_programme().children("category")) {
+        languages.emplace_back(category.attribute("lang").value());
+    }
+    EXPECT_THAT(languages, ElementsAre("pt", "en"));
+}
+
+TEST_F(XmltvWriter, HasAPortugueseWordForEachGenre) {
+    for (int content_nibble = 0; content_nibble < 0x100; ++content_nibble) {
+        const auto both = static_cast<std::uint8_t>(content_nibble);
+        const auto is_one = [](std::string_view name) {
+            return !name.empty() && name != "other" && name != "reserved";
+        };
+        EXPECT_EQ(is_one(portuguese::genre_group(both)), is_one(names::genre_group(both))) << both;
+        EXPECT_EQ(is_one(portuguese::genre_detail(both)), is_one(names::genre_detail(both)))
+            << content_nibble;
+    }
+}
+
+TEST_F(XmltvWriter, SaysWhatARatingIsFor) {
+    const bytes rating = describe_parental_ratings(parental_rating("BRA", 0x74));
+    given(schedule(event_at(1, 0x200000, "Filme", rating)));
+    std::vector<std::string> ratings;
+    for (const auto& r : first_programme().children("rating")) {
+        ratings.push_back(std::string(r.attribute("system").value()) + ": " +
+                          r.child_value("value"));
+    }
+    EXPECT_THAT(ratings, ElementsAre("ClassInd: 14", "ClassInd content: drugs",
+                                     "ClassInd content: violence", "ClassInd content: sex"));
+}
+
+TEST_F(XmltvWriter, LeavesOutCharactersThatHideText) {
+    given(schedule(event_at(1, 0x200000, "Jor\x7Fnal\xAD!")));
+    EXPECT_EQ(titles(), std::vector<std::string>{"Jornal!"});
+}
+
+TEST_F(XmltvWriter, TakesANameOfInvisibleCharactersForNone) {
+    given(schedule(event_at(1, 0x200000, "\x7F\xAD \xA0\x01\x9F")));
+    EXPECT_THAT(titles(), IsEmpty());
+    EXPECT_THAT(notices_, testing::Contains("guide: left out events without a name: 1"));
+}
+
+// --- Extended events ---
+
+class XmltvExtendedEvents : public XmltvWriter {
+protected:
+    static bytes item(const std::string& description, const std::string& text) {
+        return section_writer()
+            .bits(8, description.size())
+            .append(description)
+            .bits(8, text.size())
+            .append(text);
+    }
+    static bytes extended(unsigned int number, const std::string& language, const bytes& items,
+                          const std::string& text) {
+        return descriptor(0x4E, section_writer()
+                                    .bits(4, number)
+                                    .bits(4, 2)  // last_descriptor_number
+                                    .append(language)
+                                    .bits(8, items.size())
+                                    .append(items)
+                                    .bits(8, text.size())
+                                    .append(text));
+    }
+    std::string description() { return first_programme().child_value("desc"); }
+};
+
+TEST_F(XmltvExtendedEvents, FollowTheShortText) {
+    given(schedule(event(1, utc_time(day, 0x200000), 0x003000, 0, 0,
+                         describe_short_event("por", "Filme", "Um trem.") +
+                             extended(0, "por", {}, "Parte da esta\xE7\xE3o."))));
+    EXPECT_EQ(description(), "Um trem.\nParte da estação.");
+}
+
+TEST_F(XmltvExtendedEvents, AreJoinedFromTheirPartsInOrder) {
+    given(
+        schedule(event_at(1, 0x200000, "Filme",
+                          extended(1, "por", item("", " e Rui"), "o fim.") +
+                              extended(0, "por", item("Elenco", "Ana"), "Do come\xE7o at\xE9 "))));
+    EXPECT_EQ(description(), "Do começo até o fim.\nElenco: Ana e Rui");
+}
+
+TEST_F(XmltvExtendedEvents, AreThoseOfTheShortEventsLanguage) {
+    given(schedule(
+        event_at(1, 0x200000, "Filme",
+                 extended(0, "eng", {}, "A train.") + extended(0, "por", {}, "Um trem."))));
+    EXPECT_EQ(description(), "Um trem.");
+}
+
+TEST_F(XmltvExtendedEvents, BelongToTheirEvent) {
+    given(schedule(event_at(1, 0x200000, "Filme", extended(0, "por", {}, "Um.")) +
+                   event_at(2, 0x210000, "Novela") +
+                   event_at(3, 0x220000, "Jornal", extended(0, "por", {}, "Dois."))));
+    written();
+    std::vector<std::string> descriptions;
+    for (const auto& p : guide_.child("tv").children("programme")) {
+        descriptions.emplace_back(p.child_value("desc"));
+    }
+    EXPECT_THAT(descriptions, ElementsAre("Um.", "", "Dois."));
+}
+
+TEST_F(XmltvExtendedEvents, AreSuppliedByOlderAccounts) {
+    given(schedule(event_at(1, 0x200000, "Filme", extended(0, "por", {}, "Um trem."))) +
+          present_following(event_at(1, 0x200000, "O Filme"), {}));
+    EXPECT_EQ(titles(), std::vector<std::string>{"O Filme"});
+    EXPECT_EQ(description(), "Um trem.");
+}
+
+TEST_F(XmltvExtendedEvents, AreLeftOutWhereTheyAreBroken) {
+    given(schedule(event_at(1, 0x200000, "Filme", descriptor(0x4E, {0x00, 'p', 'o', 'r', 9, 1}))));
+    EXPECT_FALSE(first_programme().child("desc"));
 }
 
 TEST_F(XmltvWriter, NamesNoGroupOfRafflesSalesAndPrizes) {
     given(schedule(event_at(1, 0x200000, "Sorteio", describe_content({0xD0, 0, 0xD7, 0}))));
-    EXPECT_THAT(texts(first_programme(), "category"), ElementsAre("raffle"));
+    EXPECT_THAT(texts(first_programme(), "category"), ElementsAre("sorteio", "raffle"));
 }
 
 TEST_F(XmltvWriter, WritesLanguagesWithTwoLettersWhereTheyHaveThem) {
@@ -252,13 +371,51 @@ TEST_F(XmltvWriter, OrdersProgrammesByTheirStart) {
 
 // --- What the guide leaves out ---
 
-TEST_F(XmltvWriter, LeavesOutUndefinedTimesAndCountsThem) {
+TEST_F(XmltvWriter, LeavesOutUndefinedStartTimesAndCountsThem) {
     const bytes name = describe_short_event("por", "Quando?", "");
     given(schedule(event(1, utc_time(0xFFFF, 0xFFFFFF), 0x010000, 0, 0, name) +
-                   event(2, utc_time(day, 0x200000), 0xFFFFFF, 0, 0, name) +
                    event_at(3, 0x210000, "Agora")));
     EXPECT_THAT(titles(), ElementsAre("Agora"));
-    EXPECT_THAT(notices_, ElementsAre("guide: left out events with undefined times: 2"));
+    EXPECT_THAT(notices_, ElementsAre("guide: left out events with undefined start times: 1"));
+}
+
+TEST_F(XmltvWriter, GivesNoStopWithoutADuration) {
+    const bytes name = describe_short_event("por", "Jogo", "");
+    given(schedule(event(1, utc_time(day, 0x200000), 0xFFFFFF, 0, 0, name) +
+                   event(2, utc_time(day, 0x210000), 0x000000, 0, 0, name)));
+    written();
+    std::size_t programmes = 0;
+    for (const auto& p : guide_.child("tv").children("programme")) {
+        EXPECT_FALSE(p.attribute("stop"));
+        ++programmes;
+    }
+    EXPECT_EQ(programmes, 2u);
+    EXPECT_THAT(notices_, IsEmpty());
+}
+
+TEST_F(XmltvWriter, TakesAnOpenDurationFromAnOlderAccountOfTheSameStart) {
+    const bytes open = event(1, utc_time(day, 0x200000), 0xFFFFFF, 0, 0,
+                             describe_short_event("por", "O jogo", ""));
+    given(schedule(event_at(1, 0x200000, "Jogo")) + present_following(open, {}));
+    EXPECT_THAT(programmes(),
+                ElementsAre(shown{"20261121200000 -0300", "20261121203000 -0300", "O jogo"}));
+}
+
+TEST_F(XmltvWriter, TakesNoDurationFromAnAccountOfAnotherStart) {
+    const bytes open = event(1, utc_time(day, 0x201500), 0xFFFFFF, 0, 0,
+                             describe_short_event("por", "O jogo", ""));
+    given(schedule(event_at(1, 0x200000, "Jogo")) + present_following(open, {}));
+    EXPECT_THAT(programmes(), ElementsAre(shown{"20261121201500 -0300", "", "O jogo"}));
+}
+
+TEST_F(XmltvWriter, CountsProgrammesThatOverlap) {
+    const bytes film =
+        event(1, utc_time(day, 0x200000), 0x020000, 0, 0, describe_short_event("por", "Filme", ""));
+    given(schedule(film + event_at(2, 0x203000, "Jornal") + event_at(3, 0x213000, "Novela") +
+                   event_at(4, 0x220000, "Debate")));
+    EXPECT_THAT(titles(), ElementsAre("Filme", "Jornal", "Novela", "Debate"));
+    EXPECT_THAT(notices_,
+                ElementsAre("guide: programmes that begin before one before them ends: 2"));
 }
 
 TEST_F(XmltvWriter, LeavesOutEventsWithoutANameAndCountsThem) {
@@ -543,8 +700,8 @@ TEST(XmltvOfATool, SaysWhatItLeavesOutUnlessItIsToKeepQuiet) {
     const temporary_folder folder;
     const std::string sections = folder.file("sections.bin", all_sections());
     const outcome run = test::si_inspect({"--format", "xmltv", "--sections", sections});
-    EXPECT_THAT(run.err,
-                testing::HasSubstr("si_inspect: guide: left out events with undefined times: 1\n"));
+    EXPECT_THAT(run.err, testing::HasSubstr(
+                             "si_inspect: guide: left out events with undefined start times: 1\n"));
     const outcome quiet =
         test::si_inspect({"--format", "xmltv", "--sections", "--quiet", sections});
     EXPECT_EQ(quiet.err, "");
