@@ -39,8 +39,8 @@ std::uint32_t bcd_of(unsigned int seconds) {
 }
 
 bytes event_of(std::uint16_t service, unsigned int number, std::uint8_t running_status) {
-    const std::string name = "Programa " + std::to_string(number) + " do canal " +
-                             std::to_string(service);
+    const std::string name =
+        "Programa " + std::to_string(number) + " do canal " + std::to_string(service);
     const std::string text = "O que acontece no programa " + std::to_string(number) +
                              ", contado a quem pensa em ligar o televisor mais tarde.";
     return event(static_cast<std::uint16_t>(number),
@@ -94,25 +94,22 @@ void write_step(stream_writer& stream, unsigned int step) {
     }
     stream.section(0x0000, pat_section(stream_id, programs));
     stream.section(0x0011, sdt_section(stream_id, stream_id, described));
-    stream.section(0x0010,
-                   nit_section(stream_id, {},
-                               transport_stream(stream_id, stream_id,
-                                                describe_ts_information(3, "Rede"))));
-    stream.section(0x0014,
-                   tot_section(utc_time(static_cast<std::uint16_t>(first_day + today),
-                                        bcd_of(now % 86'400)),
-                               describe_local_time_offsets(local_time_offset(
-                                   "BRA", 2, 1, 0x0000, utc_time(first_day, 0), 0x0000))));
+    stream.section(0x0010, nit_section(stream_id, {},
+                                       transport_stream(stream_id, stream_id,
+                                                        describe_ts_information(3, "Rede"))));
+    stream.section(0x0014, tot_section(utc_time(static_cast<std::uint16_t>(first_day + today),
+                                                bcd_of(now % 86'400)),
+                                       describe_local_time_offsets(local_time_offset(
+                                           "BRA", 2, 1, 0x0000, utc_time(first_day, 0), 0x0000))));
     for (std::uint16_t s = 0; s < services; ++s) {
-        stream.section(pmt_pid(s), pmt_section(service_id(s), 0x0200, {},
-                                               elementary_stream(0x1B, 0x0200)));
+        stream.section(pmt_pid(s),
+                       pmt_section(service_id(s), 0x0200, {}, elementary_stream(0x1B, 0x0200)));
         stream.sections(0x0012, present_following(s, present));
     }
     for (unsigned int i = 0; i < schedule_sections_of_step; ++i) {
         const unsigned int turn = step * schedule_sections_of_step + i;
-        stream.section(0x0012,
-                       schedule(static_cast<std::uint16_t>(turn % services), today,
-                                turn / services % (days_of_schedule * segments_of_day)));
+        stream.section(0x0012, schedule(static_cast<std::uint16_t>(turn % services), today,
+                                        turn / services % (days_of_schedule * segments_of_day)));
     }
 }
 

@@ -31,6 +31,14 @@ public:
                         in_hex(*seen.where.pid));
         packets.push_back(seen.where.number);
         crc_errors.push_back(seen.where.crc_error);
+        seconds.push_back(seen.seconds);
+    }
+    void packet_fault(const section_feed::packet& /*packet*/, std::uint16_t pid,
+                      section_feed::packet_fault /*what*/) override {
+        faults.push_back(in_hex(pid));
+    }
+    void clock_reference(const section_feed::clock_reference& /*reference*/) override {
+        ++references;
     }
     void refused(const place& where, const refusal& what) override {
         noted.push_back(std::string(to_string(what.why.why)) + ' ' + in_hex(*where.pid));
@@ -40,6 +48,9 @@ public:
     std::vector<std::string> noted;
     std::vector<std::uint64_t> packets;
     std::vector<bool> crc_errors;
+    std::vector<std::optional<double>> seconds;
+    std::vector<std::string> faults;
+    std::size_t references = 0;
     std::size_t enough = 1'000'000;
 };
 
@@ -185,6 +196,74 @@ TEST_F(Multiplex, GivesUpTheApplicationsThatANewPmtDoesNotName) {
         .section(ait_pid, ait())
         .section(0x0141, ait());
     EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0110", "pmt 0x0110", "ait 0x0141"));
+}
+
+TEST_F(Multiplex, TakesAPmtOnlyFromThePidThatThePatNamesForIt) {
+    stream_writer stream;
+    stream
+        .section(0x0000,
+                 pat_section(multiplex_id, program(hd_service, hd_pmt_pid) + program(1, 0x0120)))
+        .section(0x0120, hd_pmt())
+        .section(ait_pid, ait());
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0120"));
+}
+
+TEST_F(Multiplex, DoesNotFollowAPmtThatIsNotYetValid) {
+    stream_writer stream;
+    stream.section(0x0000, pat()).section(hd_pmt_pid, hd_pmt({1, 0})).section(ait_pid, ait());
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0110"));
+}
+
+TEST_F(Multiplex, KeepsA1SegProgrammeThatThePatDoesNotListAnyMore) {
+    const bytes pmt = pmt_section(mobile_service, 0x0200, {}, elementary_stream(0x05, ait_pid));
+    stream_writer stream;
+    stream.section(0x0000, pat())
+        .section(mobile_pmt_pid, pmt)
+        .section(0x0000, pat_section(multiplex_id, program(hd_service, hd_pmt_pid), {1}))
+        .section(ait_pid, ait());
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x1FC8", "pat 0x0000", "ait 0x0140"));
+}
+
+TEST_F(Multiplex, ReadsThePmtOfAProgrammeAnewThatHasComeBackToItsPid) {
+    const auto naming = [](std::uint16_t pid, std::uint8_t version) {
+        return pat_section(multiplex_id, program(hd_service, pid) + program(1, 0x0110), {version});
+    };
+    stream_writer stream;
+    stream.section(0x0000, naming(0x0110, 0)).section(0x0110, hd_pmt());
+    stream.section(0x0000, naming(0x0120, 1)).section(0x0000, naming(0x0110, 2));
+    stream.section(0x0110, hd_pmt());
+    EXPECT_THAT(shown(stream),
+                ElementsAre("pat 0x0000", "pmt 0x0110", "pat 0x0000", "pat 0x0000", "pmt 0x0110"));
+}
+
+TEST_F(Multiplex, TellsTheTimeOfSectionsByTheStreamsOwnClock) {
+    adaptation_field field;
+    stream_writer stream;
+    for (std::uint64_t packet = 0; packet < 4; ++packet) {
+        field.pcr = packet * 270'000;  // 10 ms
+        stream.packet_without_payload(0x0100, field);
+    }
+    stream.section(0x0011, sdt());
+    shown(stream);
+    ASSERT_EQ(to.seconds.size(), 1u);
+    EXPECT_NEAR(to.seconds[0].value_or(-1), 0.04, 1e-9);
+    to.noted.clear();
+    to.seconds.clear();
+    stream_writer without;
+    without.section(0x0011, sdt());
+    shown(without);
+    EXPECT_THAT(to.seconds, ElementsAre(std::nullopt));
+}
+
+TEST_F(Multiplex, HandsOnFaultsAndClockReferencesOfAnyPid) {
+    adaptation_field field;
+    field.pcr = 0;
+    stream_writer stream;
+    stream.packet_without_payload(0x0100, field).packet(0x0111, false, {}).skip_counter(0x0111);
+    stream.packet(0x0111, false, {});
+    shown(stream);
+    EXPECT_THAT(to.faults, ElementsAre("0x0111"));
+    EXPECT_EQ(to.references, 1u);
 }
 
 TEST_F(Multiplex, LeavesOutAndCountsTheProgrammesBeyondItsBound) {
