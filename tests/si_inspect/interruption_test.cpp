@@ -11,6 +11,7 @@ namespace {
 
 TEST(InterruptionDeathTest, ASecondSignalEndsTheProgram) {
     const auto interrupt_twice = [] {
+        ::signal(SIGINT, SIG_DFL);  // which a background job ignores
         interruption::watch();
         std::raise(SIGINT);
         if (interruption::happened()) std::raise(SIGINT);
@@ -22,6 +23,7 @@ TEST(InterruptionDeathTest, ASecondSignalEndsTheProgram) {
 TEST(InterruptionDeathTest, ASignalThatIsIgnoredIsNone) {
     const auto hang_up = [] {
         ::signal(SIGHUP, SIG_IGN);
+        ::signal(SIGTERM, SIG_DFL);
         interruption::watch();
         std::raise(SIGHUP);
         const bool is_noted = interruption::happened();

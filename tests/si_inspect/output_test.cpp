@@ -204,6 +204,7 @@ using OutputFileDeathTest = OutputFile;
 
 TEST_F(OutputFileDeathTest, OfAnInterruptedProgramIsStillWritten) {
     const auto interrupted = [this] {
+        ::signal(SIGTERM, SIG_DFL);  // whatever the test was started to ignore
         si_inspect::interruption::watch();
         std::raise(SIGTERM);
         _exit(si_inspect::interruption::happened() && failure().empty() ? 0 : 1);
@@ -214,6 +215,7 @@ TEST_F(OutputFileDeathTest, OfAnInterruptedProgramIsStillWritten) {
 
 TEST_F(OutputFileDeathTest, OfAnInterruptedProgramDoesNotWaitForAReaderThatHangs) {
     const auto interrupted = [this] {
+        ::signal(SIGTERM, SIG_DFL);  // whatever the test was started to ignore
         si_inspect::interruption::watch();
         std::raise(SIGTERM);
         calls.answer("poll", 0);

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <iterator>
 #include <stdexcept>
 
@@ -68,8 +69,8 @@ running_tool::running_tool(const std::vector<std::string>& arguments, int in, in
         dup2(err, STDERR_FILENO);
         // A test that is killed takes its tool along.
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        // As a shell starts it, whatever the test ignores.
-        ::signal(SIGPIPE, SIG_DFL);
+        // As a shell starts it, whatever the test ignores or was started to ignore.
+        for (const int number : {SIGPIPE, SIGINT, SIGTERM, SIGHUP}) ::signal(number, SIG_DFL);
         how.in_child();
         execve(argv[0], argv.data(), environment.data());
         _exit(127);
