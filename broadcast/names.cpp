@@ -320,7 +320,7 @@ short_text rating(std::string_view country_code, std::uint8_t value) {
     if (value == 0) return "undefined";
     if (value > 0x0F) return "defined by the broadcaster";
     std::array<char, 2> age;
-    const auto end = std::to_chars(age.data(), age.data() + age.size(), value + 3).ptr;
+    const char* const end = std::to_chars(age.data(), age.data() + age.size(), value + 3).ptr;
     const auto digits = static_cast<std::size_t>(end - age.data());
     return short_text("from ").append({age.data(), digits}).append(" years");
 }

@@ -14,7 +14,7 @@ constexpr const char* undefined = "undefined";
 /// `value` is not negative. Zeros stand in front where it has fewer digits.
 void append_number(short_text& to, std::int64_t value, std::size_t least_digits = 1) {
     std::array<char, 20> digits;
-    const auto end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
+    const char* const end = std::to_chars(digits.data(), digits.data() + digits.size(), value).ptr;
     const auto count = static_cast<std::size_t>(end - digits.data());
     for (std::size_t i = count; i < least_digits; ++i) to.append('0');
     to.append({digits.data(), count});

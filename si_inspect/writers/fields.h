@@ -93,7 +93,7 @@ struct descriptors {
 // --- Descriptors, in the order of descriptors.h: what stands behind tag, length and type ---
 
 template <typename Descriptor>
-inline constexpr std::string_view type_name = "";
+inline constexpr std::string_view type_name = {};
 
 template <>
 inline constexpr std::string_view type_name<si_parser::service_descriptor> = "service_descriptor";

@@ -208,7 +208,7 @@ private:
 
     void key_of(std::string_view name, std::string_view suffix) {
         std::array<char, 64> joined;  // longer than any name of a field
-        const auto end = std::copy(name.begin(), name.end(), joined.data());
+        char* const end = std::copy(name.begin(), name.end(), joined.data());
         std::copy(suffix.begin(), suffix.end(), end);
         key({joined.data(), name.size() + suffix.size()});
     }
