@@ -20,7 +20,7 @@ constexpr const char* footer = R"(Examples:
   si_inspect --table sdt,nit capture.ts
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
   si_inspect --format xmltv --output guide.xml capture.ts
-  si_inspect --sections --verbose sections.bin
+  si_inspect --sections sections.bin
 
 Exit status:
   0  all inputs were read
@@ -211,10 +211,6 @@ private:
             ->group(group);
         app_.add_flag("--totals", options_.totals,
                       "The totals go into the output, not to the standard error")
-            ->group(group);
-        app_.add_flag(
-                "--verbose", options_.verbose,
-                "In text: say where the receiver reads otherwise than the broadcast standards")
             ->group(group);
     }
 

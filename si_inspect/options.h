@@ -33,7 +33,6 @@ struct options {
     std::optional<broadcast::utc_offset> utc_offset;
     color_choice color = color_choice::automatic;
     bool totals = false;  ///< in the output
-    bool verbose = false;
     bool quiet = false;
     bool strict = false;
 

@@ -67,7 +67,7 @@ std::unique_ptr<writer> make_writer(const options& how, output& to) {
     switch (how.format) {
         case output_format::text:
             return std::make_unique<text_writer>(
-                to, text_writer::settings{offset, wants_color(how, to), how.verbose});
+                to, text_writer::settings{offset, wants_color(how, to)});
         case output_format::json:
             return std::make_unique<json_writer>(to, offset);
         case output_format::xmltv:

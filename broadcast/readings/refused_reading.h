@@ -2,12 +2,10 @@
 
 #include <broadcast/place.h>
 
-#include <string>
-
 namespace orvix::broadcast {
 
-/// What a receiver that runs the library, and no gate before it, would do with a section that the
-/// gate refused: a sentence. Empty for a section of a table that the library does not decode.
-std::string receiver_would(const refusal& what);
+/// Whether a section that the gate refused is as the standards have it, so that the receiver's way
+/// of reading alone makes it dangerous: a PMT of 260 bytes and more, for instance.
+bool is_well_formed(const refusal& what);
 
 }  // namespace orvix::broadcast

@@ -18,7 +18,7 @@ _si_inspect() {
         *)
             if [[ $before != --output && $word == -* ]]; then
                 local options="--help --version --sections --no-crc --table --pid --service --all
-                    --limit --format --output --utc-offset --color --totals --verbose --quiet
+                    --limit --format --output --utc-offset --color --totals --quiet
                     --strict --log-level --log-category"
                 mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
             else

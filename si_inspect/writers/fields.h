@@ -1,6 +1,7 @@
 #pragma once
 
 #include <broadcast/names.h>
+#include <broadcast/readings/value.h>
 #include <broadcast/table_ref.h>
 
 #include <algorithm>
@@ -256,6 +257,31 @@ inline constexpr std::string_view type_name<si_parser::icon_information_descript
 template <typename To>
 void visit_fields(const si_parser::icon_information_descriptor& d, To& to) {
     to("icon_locator", raw_text{d.icon_locator});
+}
+
+// --- What the broadcast says ---
+
+/// A list of records is a loop; any other value is handed on as it is.
+template <typename To>
+void visit_field(const broadcast::named_value& field, To& to) {
+    using broadcast::value;
+    const auto* const list = std::get_if<value::list>(&field.is.is);
+    if (list == nullptr || list->empty() ||
+        !std::holds_alternative<value::record>(list->front().is)) {
+        to(field.name, field.is);
+        return;
+    }
+    to(field.name,
+       loop{*list, [](const value& entry, auto& row) {
+                for (const broadcast::named_value& f : std::get<value::record>(entry.is)) {
+                    row(f.name, f.is);
+                }
+            }});
+}
+
+template <typename To>
+void visit_fields(const broadcast::value::record& record, To& to) {
+    for (const broadcast::named_value& field : record) visit_field(field, to);
 }
 
 // --- Tables ---

@@ -1,12 +1,15 @@
 #include "writers/json_writer.h"
 
 #include <broadcast/descriptor_visit.h>
+#include <broadcast/readings/readings.h>
+#include <broadcast/readings/refused_reading.h>
 #include <broadcast/refusal_outcome.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "display.h"
 #include "utf8.h"
@@ -176,18 +179,59 @@ public:
     void operator()(std::string_view name, const loop<Entries, Describe>& value) {
         key(name);
         begin_array();
+        const std::optional<std::size_t> outer = record_;
+        record_ = 0;
         for (const auto& entry : value.entries) {
             begin_object();
             value.describe(entry, *this);
             end_object();
+            ++*record_;
         }
+        record_ = outer;
         end_array();
     }
     void operator()(std::string_view name, const descriptors& value) {
         key(name);
         begin_array();
-        for (const si_parser::descriptor_ptr& d : value.list) {
-            visit_descriptor(*d, [this](const auto& known) { descriptor(known); });
+        for (std::size_t i = 0; i < value.list.size(); ++i) {
+            skipped_before(i);
+            visit_descriptor(*value.list[i], [this](const auto& known) { descriptor(known); });
+        }
+        skipped_before(value.list.size());
+        end_array();
+    }
+
+    // --- What the broadcast says ---
+
+    void operator()(std::string_view name, const value& v) {
+        if (const auto* const octets = std::get_if<value::octets>(&v.is)) {
+            key_of(name, "_hex");
+            return hex(octets->bytes);
+        }
+        key(name);
+        bare(v);
+        const auto* const n = std::get_if<value::number>(&v.is);
+        if (n != nullptr && !n->meaning.empty()) {
+            key_of(name, "_name");
+            string(n->meaning);
+        }
+    }
+
+    /// `found` is put where it belongs as the fields of its table come.
+    void begin_readings(const readings& found) {
+        next_skipped_ = found.skipped.data();
+        last_skipped_ = next_skipped_ + found.skipped.size();
+    }
+    void differences(const readings& found) {
+        key("differs");
+        begin_array();
+        for (const difference& d : found.differences) {
+            begin_object();
+            field("pointer", std::string_view(d.at.pointer()));
+            key("broadcast");
+            bare(d.broadcast);
+            field("why", std::string_view(d.why));
+            end_object();
         }
         end_array();
     }
@@ -213,6 +257,42 @@ private:
         key({joined.data(), name.size() + suffix.size()});
     }
 
+    void bare(const value& v) {
+        std::visit([this](const auto& is) { bare(is); }, v.is);
+    }
+    void bare(std::nullptr_t) { json_.Null(); }
+    void bare(const value::number& n) { integer(n.value); }
+    void bare(const std::string& words) { string(words); }
+    void bare(const value::octets& octets) { hex(octets.bytes); }
+    void bare(const value::list& list) {
+        begin_array();
+        for (const value& v : list) bare(v);
+        end_array();
+    }
+    void bare(const value::record& record) {
+        begin_object();
+        visit_fields(record, *this);
+        end_object();
+    }
+
+    void skipped_before(std::size_t known) {
+        for (; next_skipped_ != last_skipped_ && next_skipped_->record == record_ &&
+               next_skipped_->known_before == known;
+             ++next_skipped_) {
+            descriptor(*next_skipped_);
+        }
+    }
+    void descriptor(const skipped_descriptor& d) {
+        begin_object();
+        (*this)("tag", hex8(d.tag));
+        (*this)("length", plain(d.length));
+        field("type", "skipped");
+        field("tag_name", d.name);
+        visit_fields(d.fields, *this);
+        key("bytes");
+        hex({reinterpret_cast<const char*>(d.body), d.body_size});
+        end_object();
+    }
     template <typename Descriptor>
     void descriptor(const Descriptor& d) {
         begin_object();
@@ -228,6 +308,9 @@ private:
     rapidjson::StringBuffer buffer_;
     json_text json_;
     std::string escaped_;
+    std::optional<std::size_t> record_;  ///< whose fields are being written; none: the table's
+    const skipped_descriptor* next_skipped_ = nullptr;
+    const skipped_descriptor* last_skipped_ = nullptr;
 };
 
 namespace {
@@ -315,12 +398,15 @@ json_writer::json_writer(output& to, utc_offset offset)
 json_writer::~json_writer() = default;
 
 void json_writer::table(const sighting& seen) {
+    const readings found = read_broadcast(seen.bytes, seen.size, *seen.table);
+    line_->begin_readings(found);
     std::visit(
         [&](const auto* decoded) {
             begin_section(*line_, seen.where, decoded->table_id);
             visit_fields(*decoded, *line_);
         },
         *seen.table);
+    if (!found.differences.empty()) line_->differences(found);
     line_->end_object();
     line_->write(to_);
 }
@@ -334,6 +420,7 @@ void json_writer::refused(const place& where, const refusal& what) {
     line_->field("byte", what.why.byte);
     line_->field("sentence", std::string_view(what.why.text()));
     line_->field("receiver", refusal_outcome(what.why));
+    if (is_well_formed(what)) (*line_)("well_formed", true);
     line_->end_object();
     line_->key("bytes");
     line_->hex({reinterpret_cast<const char*>(what.section), what.size});

@@ -1,13 +1,16 @@
 #include "writers/text_writer.h"
 
 #include <broadcast/descriptor_visit.h>
-#include <broadcast/receiver_notes.h>
+#include <broadcast/readings/readings.h>
+#include <broadcast/readings/refused_reading.h>
 #include <broadcast/refusal_outcome.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <charconv>
+#include <optional>
+#include <tuple>
 #include <vector>
 
 #include "display.h"
@@ -47,6 +50,17 @@ template <typename Value>
 bool is_single(const Value& value) {
     if constexpr (is_loop<Value>::value) return value.entries.empty();
     return is_cell<Value>;
+}
+
+/// Whether the receiver's value already says what was sent: a time that wrapped, a tag that is not
+/// there.
+template <typename Value>
+bool says_what_was_sent(const Value& /*value*/) {
+    return std::is_same_v<Value, moment>;
+}
+template <typename Value>
+bool says_what_was_sent(const std::optional<Value>& value) {
+    return !value;
 }
 
 /// Where a field's value begins behind its name: counts the single fields, measures their names.
@@ -137,8 +151,50 @@ public:
     void operator()(const loop<Entries, Describe>& /*without entries*/) {
         to_ += "none";
     }
+    void operator()(const value& v) {
+        std::visit([this](const auto& is) { print(is); }, v.is);
+    }
 
 private:
+    // What the broadcast says.
+    void print(std::nullptr_t) { to_ += "none"; }
+    void print(const value::number& n) {
+        short_line line;
+        if (n.meaning.empty()) {
+            print_raw(line, n);
+            if (n.hex_digits != 0) (line << ' ' << '(').decimal(n.value) << ')';
+            to_ += line;
+        } else {
+            to_ += n.meaning;
+            to_ += print_raw(line << ' ' << '(', n) << ')';
+        }
+    }
+    void print(const std::string& utf8) { append_quoted(utf8); }
+    void print(const value::octets& octets) {
+        to_ += octets.bytes.empty() ? "none" : "bytes ";
+        append_hex(to_, octets.bytes);
+    }
+    void print(const value::list& list) {
+        if (list.empty()) to_ += "none";
+        for (const value& v : list) {
+            if (&v != &list.front()) {
+                to_ += std::holds_alternative<value::record>(v.is) ? "; " : ", ";
+            }
+            (*this)(v);
+        }
+    }
+    void print(const value::record& record) {
+        for (const named_value& field : record) {
+            if (&field != &record.front()) to_ += ", ";
+            to_.append(field.name).append(" ");
+            (*this)(field.is);
+        }
+    }
+    static short_line& print_raw(short_line& line, const value::number& n) {
+        if (n.hex_digits == 0) return line.decimal(n.value);
+        return line.hex(static_cast<std::uint32_t>(n.value), n.hex_digits);
+    }
+
     void append_quoted(std::string_view words) {
         to_ += '"';
         append_printable(to_, words);
@@ -184,9 +240,14 @@ public:
         text_ += '\n';
     }
 
-    template <typename Record>
-    void fields_of(const Record& record) {
-        fields([&record](auto& to) { visit_fields(record, to); }, indent_step);
+    /// A table's fields, and where the broadcast's reading of it differs.
+    template <typename Table>
+    void table(const Table& table, const readings& found) {
+        found_ = &found;
+        told_.assign(found.differences.size(), false);
+        next_skipped_ = 0;
+        fields([&table](auto& to) { visit_fields(table, to); }, indent_step);
+        found_ = nullptr;
     }
 
     /// "note: ...", in a colour of its own.
@@ -241,16 +302,23 @@ private:
                 end_color();
                 text_ += column_gap;
                 print_(value);
+                const difference* const d = take_difference(name);
+                if (d != nullptr && !says_what_was_sent(value)) {
+                    append_difference(*d, !is_cell<kind>);
+                }
                 text_ += '\n';
             }
         };
         describe(line);
+        untold_differences(indent, column.width);
     }
 
     void named_loop(std::string_view name, const descriptors& value, std::size_t indent) {
-        if (value.list.empty()) return;
+        const difference* const d = take_difference(name);
+        if (value.list.empty() && d == nullptr && !is_skipped_next()) return;
         begin_line(indent);
         colored(name);
+        if (d != nullptr) append_difference(*d, true);
         text_ += '\n';
         descriptor_lines(value, indent + indent_step);
     }
@@ -259,6 +327,7 @@ private:
                     std::size_t indent) {
         begin_line(indent);
         colored(name);
+        if (const difference* const d = take_difference(name)) append_difference(*d, true);
         text_ += '\n';
         rows(value, indent + indent_step);
     }
@@ -283,19 +352,32 @@ private:
                 end_cell(begin);
             }
         };
-        auto value_cell = [&](std::string_view /*name*/, const auto& field) {
+        auto value_cell = [&](std::string_view name, const auto& field) {
             if constexpr (is_cell<std::decay_t<decltype(field)>>) {
                 const std::size_t begin = cells_text_.size();
                 print_cell_(field);
+                const difference* const d = take_difference(name);
+                if (d != nullptr && !says_what_was_sent(field)) {
+                    cells_text_ += " broadcast: ";
+                    print_cell_(d->broadcast);
+                }
                 end_cell(begin);
             }
         };
         value.describe(*value.entries.begin(), heading);
         const std::size_t columns = column;
+        const field_place outer = at_;
+        std::size_t record = 0;
+        const auto begin_record = [&] {
+            // The rows within a descriptor are no records of the table.
+            if (!outer.descriptor) at_.record = record++;
+        };
         for (const auto& entry : value.entries) {
             column = 0;
+            begin_record();
             value.describe(entry, value_cell);
         }
+        record = 0;
 
         std::size_t next = first_cell;
         const auto line_of_cells = [&] {
@@ -322,8 +404,10 @@ private:
             begin_line(indent);
             line_of_cells();
             text_ += '\n';
+            begin_record();
             value.describe(entry, loops);
         }
+        at_ = outer;
         cells_.resize(first_cell);
         cells_text_.resize(first_byte);
     }
@@ -333,24 +417,60 @@ private:
         if (width > shown.width) text_.append(width - shown.width, ' ');
     }
 
+    /// Known descriptors and skipped ones, as they were sent.
     void descriptor_lines(const descriptors& value, std::size_t indent) {
-        for (const si_parser::descriptor_ptr& d : value.list) {
-            visit_descriptor(*d, [&](const auto& known) { descriptor(known, indent); });
+        std::size_t number = 0;
+        for (std::size_t i = 0; i <= value.list.size(); ++i) {
+            while (is_skipped_next(i)) {
+                at_.descriptor = number++;
+                skipped(indent);
+            }
+            if (i == value.list.size()) break;
+            at_.descriptor = number++;
+            visit_descriptor(*value.list[i], [&](const auto& known) { descriptor(known, indent); });
         }
+        at_.descriptor.reset();
     }
 
-    /// "0x52 stream_identifier_descriptor, 1 byte", and what it says: a single field on the same
-    /// line.
+    /// "0x52 stream_identifier_descriptor, 1 byte"
+    void descriptor_heading(std::uint8_t tag, std::string_view type, std::uint8_t length,
+                            std::size_t indent) {
+        begin_line(indent);
+        text_ += short_line().hex(tag, 2) << ' ';
+        colored(type);
+        text_ += std::string_view(", ");
+        text_ += short_line().decimal(length);
+        text_ += length == 1 ? " byte" : " bytes";
+    }
+
     template <typename Descriptor>
     void descriptor(const Descriptor& d, std::size_t indent) {
-        begin_line(indent);
-        text_ += short_line().hex(d.tag, 2) << ' ';
-        colored(type_name<Descriptor>);
-        text_ += std::string_view(", ");
-        text_ += short_line().decimal(d.length);
-        text_ += d.length == 1 ? " byte" : " bytes";
+        descriptor_heading(d.tag, type_name<Descriptor>, d.length, indent);
+        if (const difference* const other = take_difference("type")) {
+            append_difference(*other, false);
+        }
+        descriptor_body([&d](auto& to) { visit_fields(d, to); }, indent);
+    }
 
-        const auto describe = [&d](auto& to) { visit_fields(d, to); };
+    void skipped(std::size_t indent) {
+        const skipped_descriptor& d = found_->skipped[next_skipped_++];
+        descriptor_heading(d.tag, d.name, d.length, indent);
+        begin_color(yellow);
+        text_ += ", skipped by the receiver";
+        end_color();
+        if (!d.fields.empty()) {
+            return descriptor_body([&d](auto& to) { visit_fields(d.fields, to); }, indent);
+        }
+        if (d.body_size != 0) {
+            text_ += ": bytes ";
+            append_hex(text_, {reinterpret_cast<const char*>(d.body), d.body_size});
+        }
+        text_ += '\n';
+    }
+
+    /// What it says: a single field on the same line.
+    template <typename Describe>
+    void descriptor_body(const Describe& describe, std::size_t indent) {
         name_column told;
         describe(told);
         if (told.fields == 1 && told.singles == 1) {
@@ -360,13 +480,75 @@ private:
                     colored(name);
                     text_ += ' ';
                     print_(value);
+                    if (const difference* const d = take_difference(name)) {
+                        append_difference(*d, false);
+                    }
                 }
             };
             describe(only);
             text_ += '\n';
+            untold_differences(indent + 2 * indent_step, 0);
         } else {
             text_ += '\n';
             fields(describe, indent + 2 * indent_step);
+        }
+    }
+
+    // --- What the broadcast says ---
+
+    bool is_skipped_next() const {
+        return found_ != nullptr && next_skipped_ < found_->skipped.size() &&
+               found_->skipped[next_skipped_].record == at_.record;
+    }
+    bool is_skipped_next(std::size_t known_before) const {
+        return is_skipped_next() && found_->skipped[next_skipped_].known_before == known_before;
+    }
+
+    /// The differences of the record or descriptor that is being written.
+    auto differences_here() const {
+        return std::equal_range(found_->differences.begin(), found_->differences.end(), at_,
+                                place_order());
+    }
+    struct place_order {
+        static auto key(const field_place& at) { return std::tie(at.record, at.descriptor); }
+        static auto key(const difference& d) { return key(d.at); }
+        template <typename A, typename B>
+        bool operator()(const A& a, const B& b) const {
+            return key(a) < key(b);
+        }
+    };
+
+    /// Of the field of this name, if there is one.
+    const difference* take_difference(std::string_view name) {
+        if (found_ == nullptr || found_->differences.empty()) return nullptr;
+        const auto [begin, end] = differences_here();
+        const auto found =
+            std::find_if(begin, end, [name](const difference& d) { return d.at.field == name; });
+        if (found == end) return nullptr;
+        told_[static_cast<std::size_t>(found - found_->differences.begin())] = true;
+        return &*found;
+    }
+
+    void append_difference(const difference& d, bool with_reason) {
+        text_ += column_gap;
+        begin_color(yellow);
+        text_ += "broadcast: ";
+        print_(d.broadcast);
+        if (with_reason) text_.append(" (").append(d.why).append(")");
+        end_color();
+    }
+
+    /// Those of fields that the receiver's object lacks.
+    void untold_differences(std::size_t indent, std::size_t width) {
+        if (found_ == nullptr || found_->differences.empty()) return;
+        const auto [begin, end] = differences_here();
+        for (auto d = begin; d != end; ++d) {
+            if (told_[static_cast<std::size_t>(d - found_->differences.begin())]) continue;
+            begin_line(indent);
+            colored(d->at.field);
+            text_.append(width - std::min(width, d->at.field.size()), ' ');
+            append_difference(*d, true);
+            text_ += '\n';
         }
     }
 
@@ -390,6 +572,11 @@ private:
     std::string cells_text_;
     std::vector<cell> cells_;
     value_printer print_cell_;
+    // The readings of the table that is being written, and how far they are.
+    const readings* found_ = nullptr;
+    field_place at_;
+    std::vector<bool> told_;
+    std::size_t next_skipped_ = 0;
 };
 
 text_writer::text_writer(output& to, const settings& how)
@@ -398,22 +585,20 @@ text_writer::text_writer(output& to, const settings& how)
 text_writer::~text_writer() = default;
 
 void text_writer::table(const sighting& seen) {
+    const readings found = read_broadcast(seen.bytes, seen.size, *seen.table);
     std::visit(
         [&](const auto* decoded) {
             block_->title(seen.where, decoded->table_id);
-            block_->fields_of(*decoded);
+            block_->table(*decoded, found);
         },
         *seen.table);
-    if (how_.notes) {
-        for (const std::string_view sentence : receiver_notes(*seen.table))
-            block_->remark("note", sentence);
-    }
     block_->write(to_);
 }
 
 void text_writer::refused(const place& where, const refusal& what) {
     block_->title(where, what.section[0]);
     block_->remark("refused", what.why.text());
+    if (is_well_formed(what)) block_->remark("the section", "is well formed");
     block_->remark("the receiver", refusal_outcome(what.why));
     block_->write(to_);
 }

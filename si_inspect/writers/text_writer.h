@@ -18,7 +18,6 @@ public:
     struct settings {
         broadcast::utc_offset offset = broadcast::brasilia;
         bool color = false;
-        bool notes = false;  ///< where the library reads otherwise than the broadcast standards
     };
     text_writer(output& to, const settings& how);
     ~text_writer() override;

@@ -93,6 +93,7 @@ TEST(TextFormat, ShowsAnNit) {
       0xCD ts_information_descriptor, 12 bytes
           remote_control_key_id  3
           ts_name                "Manacá"
+          transmission_types     broadcast: transmission_type_info 0x0F (15), service_ids 0x5C20 (23584) (the receiver drops the transmission types)
 )");
 }
 
@@ -163,8 +164,8 @@ TOT  section 1  time offset
     0x58 localtime_offset_descriptor, 13 bytes
         country_code       "BRA"
         country_region_id  2
-        local_time_offset  03:00 (0x0300)
-        next_time_offset   02:00 (0x0200)
+        local_time_offset  03:00 (0x0300)  broadcast: "-03:00"
+        next_time_offset   02:00 (0x0200)  broadcast: "-02:00"
         time_of_change     2026-11-21T00:00:00-03:00 (1795219200)
   utc_time  2026-11-21T20:30:01-03:00 (1795293001)
 )");
@@ -272,18 +273,100 @@ TEST(TextFormat, NamesTheKindsOfAComponent) {
     EXPECT_THAT(shown, HasSubstr("component_type         1080i 16:9 (0xB3)\n"));
 }
 
-TEST(TextFormat, SaysWithVerboseWhereTheReceiverReadsOtherwise) {
-    EXPECT_THAT(text_of(sdt(), {"--verbose"}), HasSubstr("  note: EIT flags: "));
-    EXPECT_THAT(text_of(nit(), {"--verbose"}), HasSubstr("  note: ts_information_descriptor: "));
-    EXPECT_THAT(text_of(ait(), {"--verbose"}), HasSubstr("  note: the receiver ends the app"));
-    EXPECT_THAT(text_of(tot(), {"--verbose"}), HasSubstr("  note: local time offset: "));
-    EXPECT_THAT(text_of(eit(hd_service, {0, 1, 0, 1}), {"--verbose"}),
-                HasSubstr("  note: the receiver takes each section by itself"));
-    const bytes wrapped = tdt_section(utc_time(65442, 0x031408));
-    EXPECT_THAT(text_of(wrapped, {"--verbose"}), HasSubstr("  note: a time before 1970: "));
-    const bytes undefined = tdt_section(bytes(5, 0xFF));
-    EXPECT_THAT(text_of(undefined, {"--verbose"}), testing::Not(HasSubstr("note:")));
-    EXPECT_THAT(text_of(all_sections()), testing::Not(HasSubstr("note:")));
+/// A service whose EIT flags are the receiver's (bits 7, 6) and the broadcast's (bits 1, 0).
+bytes flagged_service(std::uint16_t service_id, std::uint8_t flags, const bytes& descriptors) {
+    bytes entry = service(service_id, 4, 0, descriptors);
+    entry[2] = flags;
+    return entry;
+}
+
+/// Two services, not by number; a text with a line break behind a skipped descriptor.
+bytes telling_sdt() {
+    return sdt_section(
+        1, 1,
+        flagged_service(0x5C38, 0xFD, descriptor(0xCF, {0x03}) + describe_service(1, "", "a\nb")) +
+            flagged_service(0x5C20, 0xFF, {}));
+}
+
+TEST(TextFormat, ShowsWhatWasSentBesideWhatTheReceiverReads) {
+    EXPECT_THAT(text_of(telling_sdt()), HasSubstr(R"(
+  services  broadcast: 0x5C38 (23608), 0x5C20 (23584) (the receiver sorts services by number)
+    service_id      EIT_schedule_flag  EIT_present_following_flag  running_status  free_CA_mode
+    0x5C20 (23584)  1                  1                           running (4)     0
+    0x5C38 (23608)  1 broadcast: 0     1                           running (4)     0
+      0xCF logo transmission, 1 byte, skipped by the receiver: bytes 03
+      0x48 service_descriptor, 6 bytes
+          service_type           digital television (0x01)
+          service_provider_name  ""
+          service_name           "ab"  broadcast: "a\u000Ab"
+)"));
+}
+
+TEST(TextFormat, ShowsWhatTheReceiversObjectLacks) {
+    EXPECT_THAT(text_of(eit(hd_service, {0, 1, 0, 1})),
+                HasSubstr("\n  sections                     broadcast: 2 (the receiver takes each "
+                          "section for a whole table)\n"));
+    const bytes three = ait_section(9, descriptor(0x0D, bytes(14)),
+                                    application(1, 0x16, 1, descriptor(0x0D, {1, 2, 3})) +
+                                        application(1, 0x17, 2) + application(1, 0x18, 2));
+    EXPECT_THAT(text_of(three),
+                HasSubstr("(the receiver reads 1 of 3 applications: 0x0017 and 0x0018 are not "
+                          "seen)\n"));
+    const bytes none = ait_section(9, descriptor(0x0D, bytes(30)), application(1, 0x16, 1));
+    EXPECT_THAT(text_of(none),
+                HasSubstr("  applications            none  broadcast: organisation_id 0x00000001 "
+                          "(1), application_id 0x0016 (22), application_control_code 1 (the "
+                          "receiver reads 0 of 1 applications: 0x0016 is not seen)\n"));
+}
+
+TEST(TextFormat, ShowsTheTypeOfADescriptorThatTheReceiverMistakes) {
+    EXPECT_THAT(text_of(pmt_section(1, 2, describe_icon("", 0), {})),
+                HasSubstr("0x0B icon_information_descriptor, 3 bytes  broadcast: \"system clock\": "
+                          "icon_locator \"\"\n"));
+}
+
+TEST(TextFormat, ShowsADescriptorThatTheReceiverTakesForTheCrc) {
+    for (std::uint32_t time = 0;; ++time) {
+        const bytes section = tot_section(utc_time(day, time), {});
+        if (section[10] != 0x52 || section[11] > 2) continue;
+        EXPECT_THAT(text_of(section),
+                    HasSubstr("  descriptors  broadcast: none (the loop is empty: the receiver "
+                              "counts its reserved bits and reads the CRC_32 as a descriptor)\n"
+                              "    0x52 stream_identifier_descriptor, "));
+        break;
+    }
+}
+
+TEST(TextFormat, ShowsSkippedDescriptorsWithTheirFields) {
+    EXPECT_THAT(
+        text_of(nit_section(1, descriptor(0x40, raw("Rede")),
+                            transport_stream(1, 1, descriptor(0xFA, {0x58, 0xAE, 0x0E, 0xE8})))),
+        testing::AllOf(
+            HasSubstr("    0x40 network name, 4 bytes, skipped by the receiver: network_name "
+                      "\"Rede\"\n"),
+            HasSubstr(R"(      0xFA terrestrial delivery system, 4 bytes, skipped by the receiver
+          area_code          0x058A (1418)
+          guard_interval     1/4 (3)
+          transmission_mode  mode 3 (2)
+          frequencies
+            frequency           UHF_channel
+            545.143 MHz (3816)  26
+)")));
+    EXPECT_THAT(text_of(nit_section(1, {}, transport_stream(1, 1, descriptor(0xFA, {0, 0})))),
+                HasSubstr("frequencies        none\n"));
+}
+
+bytes long_pmt() {
+    return pmt_section(1, 2, {}, elementary_stream(0x1B, 0x0111, descriptor(0xC0, bytes(237))));
+}
+
+TEST(TextFormat, SaysWhichRefusedSectionsAreWellFormed) {
+    ASSERT_EQ(long_pmt().size(), 260u);
+    EXPECT_EQ(text_of(long_pmt()), R"(PMT  section 0  program map
+  refused: PMT: section_length 257 at byte 1 leads the parser's 8-bit cursor past byte 256: the parse would never end
+  the section: is well formed
+  the receiver: never ends, and takes all memory
+)");
 }
 
 // --- JSON Lines ---
@@ -519,6 +602,8 @@ std::vector<std::string> as_text(const std::string& key, const json& value) {
     if (value.is_string()) {
         const std::string word = value;
         if (key == "duration_iso") return {""};  // the text format has a clock of its own
+        if (key == "type" && word == "skipped") return {", skipped by the receiver"};
+        if (key == "bytes") return {""};  // the text format has fields instead
         return {'"' + word + '"', word + " (", ' ' + word + ", "};
     }
     if (value.is_boolean()) return {value.dump()};
@@ -536,6 +621,49 @@ std::vector<std::string> as_text(const std::string& key, const json& value) {
     return ways;
 }
 
+// --- JSON of what the broadcast says ---
+
+TEST(JsonFormat, PutsSkippedDescriptorsWhereTheyWereSent) {
+    const json service = json_of(telling_sdt())[0]["services"][1];
+    EXPECT_EQ(service["descriptors"][0].dump(),
+              R"({"tag":207,"length":1,"type":"skipped","tag_name":"logo transmission",)"
+              R"("bytes":"03"})");
+    EXPECT_EQ(service["descriptors"][1]["type"], "service_descriptor");
+    const json stream = json_of(
+        nit_section(1, {}, transport_stream(1, 1, descriptor(0xFA, {0x58, 0xAE, 0x0E, 0xE9}))))[0];
+    EXPECT_EQ(stream["transport_streams"][0]["descriptors"][0].dump(),
+              R"({"tag":250,"length":4,"type":"skipped","tag_name":"terrestrial delivery system",)"
+              R"("area_code":1418,"guard_interval":3,"guard_interval_name":"1/4",)"
+              R"("transmission_mode":2,"transmission_mode_name":"mode 3","frequencies":)"
+              R"([{"frequency":3817,"frequency_name":"545.286 MHz","UHF_channel":null}],)"
+              R"("bytes":"58ae0ee9"})");
+    const json component = json_of(pmt_section(1, 2, descriptor(0xFD, {0, 8, 1}), {}))[0];
+    EXPECT_EQ(component["descriptors"][0]["additional_data_component_info_hex"], "01");
+}
+
+TEST(JsonFormat, EndsWithWhatTheReceiverReadsOtherwise) {
+    const json object = json_of(telling_sdt())[0];
+    EXPECT_EQ((--object.end()).key(), "differs");
+    EXPECT_EQ(object["differs"].dump(),
+              R"([{"pointer":"/services","broadcast":[23608,23584],)"
+              R"("why":"the receiver sorts services by number"},)"
+              R"({"pointer":"/services/1/EIT_schedule_flag","broadcast":0,)"
+              R"("why":"the receiver takes the flag from a reserved bit"},)"
+              R"({"pointer":"/services/1/descriptors/1/service_name","broadcast":"a\nb",)"
+              R"("why":"the receiver drops control codes, line breaks among them"}])");
+    for (const json& difference : object["differs"]) {
+        EXPECT_TRUE(object.contains(json::json_pointer(std::string(difference["pointer"]))));
+    }
+    EXPECT_FALSE(json_of(pat())[0].contains("differs"));
+}
+
+TEST(JsonFormat, SaysWhichRefusedSectionsAreWellFormed) {
+    EXPECT_EQ(json_of(long_pmt())[0]["refused"]["well_formed"], true);
+    bytes damaged = sdt();
+    damaged.back() ^= 1;
+    EXPECT_FALSE(json_of(damaged)[0]["refused"].contains("well_formed"));
+}
+
 TEST(TextAndJson, ShowTheSameSectionsFieldsAndValues) {
     const std::vector<std::string> blocks = blocks_of(si_inspect({"--quiet", SAMPLE}).out);
     const std::vector<std::string> lines =
@@ -545,6 +673,7 @@ TEST(TextAndJson, ShowTheSameSectionsFieldsAndValues) {
     for (std::size_t i = 0; i < lines.size(); ++i) {
         json object = json::parse(lines[i]);
         object.erase("table");
+        object.erase("differs");
         std::vector<std::pair<std::string, json>> leaves;
         collect("", object, leaves);
         for (const auto& [key, value] : leaves) {
