@@ -1,7 +1,11 @@
+#include <bitstream/mpeg/ts.h>
 #include <section_feed/packet_reader.h>
 
 #include <algorithm>
+#include <array>
 #include <cstring>
+#include <new>
+#include <utility>
 
 namespace orvix::section_feed {
 
@@ -9,11 +13,21 @@ namespace {
 
 constexpr std::size_t transport_packet = 188;
 constexpr unsigned int packet_sizes[] = {188, 192, 204};
+constexpr std::size_t smallest_packet = 188;
 constexpr std::size_t largest_packet = 204;
+constexpr std::uint16_t null_pid = 0x1FFF;
 
-// So many sync bytes in a row are no accident.
+// A lock of which more headers are impossible is none. Damage makes few of them; of random bytes
+// more than half are.
+constexpr unsigned int most_impossible_of_a_lock = 3;  // a third
+
+// So many sync bytes in a row may begin a stream: other bytes show them once in gigabytes, unless
+// they repeat.
 constexpr unsigned int sync_bytes_of_a_lock = 5;
-constexpr std::size_t lock_bytes = (sync_bytes_of_a_lock - 1) * largest_packet;
+// Whatever repeats is told from packets by so many headers: most show a PID a second time.
+constexpr unsigned int headers_of_a_lock = 32;
+// From a sync byte to behind the last header of any packets that begin less than a packet later.
+constexpr std::size_t lock_bytes = (headers_of_a_lock + 1) * largest_packet;
 
 // A lost packet is looked for so many packets ahead.
 constexpr unsigned int packets_searched = 3;
@@ -24,6 +38,42 @@ constexpr std::size_t longest_time_code = 4;
 constexpr std::size_t time_code(unsigned int packet_size) {
     return packet_size == 192 ? longest_time_code : 0;
 }
+
+// Whether packets have such a header: it takes five bytes.
+bool is_possible(const std::uint8_t* header) {
+    if (!ts_has_adaptation(header)) return ts_has_payload(header);
+    const unsigned int room = TS_SIZE - TS_HEADER_SIZE - 1;
+    const unsigned int length = ts_get_adaptation(header);
+    return ts_has_payload(header) ? length < room : length == room;
+}
+
+// The continuity_counters of the PIDs in a row of packets.
+class counters {
+public:
+    enum class step : std::uint8_t { unknown, continued, jumped };
+
+    step take(const std::uint8_t* header) {
+        const std::uint16_t pid = ts_get_pid(header);
+        if (pid == null_pid || !ts_has_payload(header)) return step::unknown;
+        const unsigned int counter = ts_get_cc(header);
+        for (std::size_t i = 0; i < used_; ++i) {
+            if (last_[i].pid != pid) continue;
+            const bool continued = counter == (last_[i].counter + 1) % 16;
+            last_[i].counter = counter;
+            return continued ? step::continued : step::jumped;
+        }
+        last_[used_++] = {pid, counter};
+        return step::unknown;
+    }
+
+private:
+    struct last {
+        std::uint16_t pid;
+        unsigned int counter;
+    };
+    std::array<last, headers_of_a_lock> last_;
+    std::size_t used_ = 0;
+};
 
 }  // namespace
 
@@ -39,8 +89,12 @@ void packet_reader::push(const std::uint8_t* bytes, std::size_t size) {
 std::uint8_t* packet_reader::room(std::size_t size) {
     if (size > buffer_.size() - end_) {
         const std::size_t kept = end_ - position_;
+        const std::size_t most = buffer_.max_size();
+        if (size > most - kept) throw std::bad_alloc();
+        const std::size_t needed = kept + size;
         // Twice what is needed: pieces of any size are moved so rarely that it costs no time.
-        const std::size_t wanted = std::max(2 * (kept + size), smallest_buffer);
+        const std::size_t wanted =
+            needed > most / 2 ? needed : std::max(2 * needed, smallest_buffer);
         if (wanted > buffer_.size()) {
             std::vector<std::uint8_t> larger(wanted);
             std::copy_n(buffer_.data() + position_, kept, larger.data());
@@ -57,7 +111,7 @@ std::uint8_t* packet_reader::room(std::size_t size) {
 
 void packet_reader::finish() { finished_ = true; }
 
-bool packet_reader::next_without_successor(packet& out) {
+bool packet_reader::look_closer(packet& out) {
     for (;;) {
         if (!in_sync_ && !hunt()) return false;
 
@@ -74,6 +128,17 @@ bool packet_reader::next_without_successor(packet& out) {
             return true;
         }
         if (buffer_[position_ + packet_size_] == sync_byte) {
+            if (has_no_content(position_)) {
+                // No packet is like that. One that is damaged may come, but not many of them.
+                const std::size_t decisive = headers_of_a_lock * std::size_t{packet_size_};
+                if (available <= decisive && !finished_) return false;
+                if (!is_plausible(weigh(position_, packet_size_, headers_of_a_lock))) {
+                    ++sync_losses_;
+                    hunted_ = position_;
+                    in_sync_ = false;
+                    continue;
+                }
+            }
             hand_out(out);
             position_ += packet_size_;
             return true;
@@ -94,20 +159,80 @@ bool packet_reader::hunt() {
     while (hunted_ < limit) {
         hunted_ = find_sync_byte(hunted_, limit);
         if (hunted_ == limit) break;
-        for (const unsigned int size : packet_sizes) {
-            if (!is_locked(hunted_, size)) continue;
-            // The first bytes of a stream may be the end of a time code.
-            skip_to(hunted_ - std::min(time_code(size), hunted_ - position_));
-            position_ = hunted_;
-            packet_size_ = size;
-            in_sync_ = true;
-            return true;
+        const bool may_begin =
+            std::any_of(std::begin(packet_sizes), std::end(packet_sizes),
+                        [this](unsigned int size) { return is_run(hunted_, size); });
+        if (!may_begin) {
+            ++hunted_;
+            continue;
         }
-        ++hunted_;
+        const candidate best = find_best(hunted_);
+        if (!best.is_run || !is_plausible(best)) {
+            // No packet of the best ones stands here, let alone of the others.
+            hunted_ += smallest_packet;
+            continue;
+        }
+        // The first bytes of a stream may be the end of a time code.
+        skip_to(best.at - std::min(time_code(best.packet_size), best.at - position_));
+        position_ = best.at;
+        packet_size_ = best.packet_size;
+        in_sync_ = true;
+        return true;
     }
     // The last bytes may be the time code of a packet that is yet to come.
     skip_to(finished_ ? end_ : std::max(position_, hunted_ - std::min(hunted_, longest_time_code)));
     return false;
+}
+
+// A run of sync bytes need not be that of the packets: of all that begin less than a packet later,
+// whatever the size, the one for which most speaks. None begins with a header that is impossible.
+packet_reader::candidate packet_reader::find_best(std::size_t from) const {
+    candidate best;
+    for (const unsigned int size : packet_sizes) {
+        const std::size_t limit = std::min(end_, from + size);
+        for (std::size_t at = find_sync_byte(from, limit); at < limit;
+             at = find_sync_byte(at + 1, limit)) {
+            candidate other = weigh(at, size, 1);
+            if (!is_plausible(other)) continue;
+            other = weigh(at, size, headers_of_a_lock);
+            other.is_run = is_run(at, size);
+            const auto rank = [](const candidate& c) { return std::make_pair(c.weight, c.is_run); };
+            const bool earlier = rank(other) == rank(best) && at < best.at;
+            if (rank(other) > rank(best) || earlier) best = other;
+        }
+    }
+    return best;
+}
+
+bool packet_reader::is_plausible(const candidate& c) {
+    return most_impossible_of_a_lock * c.impossible <= c.headers;
+}
+
+// What speaks for packets of this size from `at` on, and what against them.
+packet_reader::candidate packet_reader::weigh(std::size_t at, unsigned int packet_size,
+                                              unsigned int packets) const {
+    candidate result;
+    result.at = at;
+    result.packet_size = packet_size;
+    counters counters;
+    for (; packets > 0 && at < end_; --packets, at += packet_size) {
+        const std::uint8_t* const header = buffer_.data() + at;
+        if (*header != sync_byte) continue;
+        ++result.weight;
+        constexpr std::size_t header_and_length = TS_HEADER_SIZE + 1;
+        if (end_ - at < header_and_length || ts_get_transporterror(header)) continue;
+        ++result.headers;
+        if (!is_possible(header)) {
+            ++result.impossible;
+            --result.weight;
+            continue;
+        }
+        ++result.weight;
+        const counters::step step = counters.take(header);
+        if (step == counters::step::continued) result.weight += 2;
+        if (step == counters::step::jumped) result.weight -= 2;
+    }
+    return result;
 }
 
 // The packet in hand is not followed by a sync byte. Where the next packet begins tells whether it
@@ -134,31 +259,27 @@ bool packet_reader::resynchronise(packet& out) {
 
 // Where the next packet begins, `end_` if nowhere near: at a sync byte with another one behind it.
 std::size_t packet_reader::find_again() const {
-    std::size_t best = end_;
-    unsigned int best_count = 1;
+    candidate best;
+    best.at = end_;
     // First where it would begin if no byte were lost: a payload that repeats may well have 0x47 at
     // the same place of every packet.
     for (unsigned int packets = 2; packets <= packets_searched; ++packets) {
         const std::size_t at = position_ + packets * std::size_t{packet_size_};
-        const unsigned int count = sync_bytes_in_a_row(at, packet_size_);
-        if (count > best_count) {
-            best = at;
-            best_count = count;
-        }
+        if (sync_bytes_in_a_row(at, packet_size_) < 2) continue;
+        const candidate here = weigh(at, packet_size_, sync_bytes_of_a_lock);
+        if (here.weight > best.weight) best = here;
+        break;
     }
     // Then the nearest. Of those that would overlap with it, only one can be real.
     std::size_t limit = std::min(end_, position_ + packets_searched * std::size_t{packet_size_});
     for (std::size_t at = find_sync_byte(position_ + 1, limit); at < limit;
          at = find_sync_byte(at + 1, limit)) {
-        const unsigned int count = sync_bytes_in_a_row(at, packet_size_);
-        if (count < 2) continue;
+        if (sync_bytes_in_a_row(at, packet_size_) < 2) continue;
         limit = std::min(limit, at + packet_size_);
-        if (count > best_count) {
-            best = at;
-            best_count = count;
-        }
+        const candidate other = weigh(at, packet_size_, sync_bytes_of_a_lock);
+        if (other.weight > best.weight) best = other;
     }
-    return best;
+    return best.at;
 }
 
 // `limit` if there is none before it.
@@ -182,7 +303,8 @@ unsigned int packet_reader::sync_bytes_in_a_row(std::size_t at, unsigned int pac
     return last_is_whole ? count + 1 : count;
 }
 
-bool packet_reader::is_locked(std::size_t at, unsigned int packet_size) const {
+// A run that may be one of packets.
+bool packet_reader::is_run(std::size_t at, unsigned int packet_size) const {
     if (sync_bytes_in_a_row(at, packet_size) == sync_bytes_of_a_lock) return true;
 
     const bool starts_the_stream =

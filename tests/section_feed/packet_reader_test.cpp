@@ -5,6 +5,9 @@
 #include <stream_writer.h>
 
 #include <algorithm>
+#include <limits>
+#include <new>
+#include <optional>
 #include <random>
 
 namespace orvix::section_feed {
@@ -15,10 +18,8 @@ using test::join_packets;
 using test::packet_bytes;
 using test::stream_writer;
 using test::operator+;
-using testing::Each;
 using testing::ElementsAreArray;
 using testing::IsEmpty;
-using testing::SizeIs;
 
 constexpr std::uint8_t sync_byte = 0x47;
 
@@ -147,6 +148,132 @@ TEST_P(PacketReaderOfSize, ReadsStreamsOfAFewPackets) {
         EXPECT_EQ(result.skipped_bytes, 0u) << count;
     }
 }
+
+// --- 0x47 that are no sync bytes ---
+
+constexpr std::uint16_t pids_of_a_station[] = {0x0000, 0x0012, 0x0111, 0x0111,
+                                               0x0111, 0x0112, 0x1FC8, test::null_pid};
+
+class noise {
+public:
+    explicit noise(std::uint32_t seed) : random_(seed) {}
+    std::uint32_t operator()() { return static_cast<std::uint32_t>(random_()); }
+
+private:
+    std::mt19937 random_;
+};
+
+/// Packets of a few PIDs whose payloads hold 0x47 in every way that `random` draws; at up to
+/// `most_columns` places of all packets with what could be the rest of a header.
+std::vector<bytes> packets_rich_in_sync_bytes(noise& random, std::size_t count,
+                                              unsigned int most_columns = 3) {
+    const unsigned int density = random() % 5;  // quarters
+    std::vector<std::size_t> columns(random() % (most_columns + 1));
+    for (std::size_t& column : columns) column = random() % 180;
+    const bytes false_header = {sync_byte, static_cast<std::uint8_t>(random() % 32),
+                                static_cast<std::uint8_t>(random()),
+                                static_cast<std::uint8_t>(random() % 64)};
+    stream_writer stream;
+    for (std::size_t i = 0; i < count; ++i) {
+        bytes payload(random() % 8 == 0 ? 100 : 184);
+        for (std::uint8_t& byte : payload) {
+            byte = random() % 4 < density ? sync_byte : static_cast<std::uint8_t>(random());
+        }
+        for (const std::size_t column : columns) {
+            if (column + false_header.size() <= payload.size()) {
+                std::copy(false_header.begin(), false_header.end(), &payload[column]);
+            }
+        }
+        const std::uint16_t pid = pids_of_a_station[random() % std::size(pids_of_a_station)];
+        std::optional<test::adaptation_field> adaptation;
+        if (payload.size() == 100) adaptation = test::adaptation_field{false, {}, 82};
+        stream.packet(pid, false, payload, adaptation);
+    }
+    return stream.packets();
+}
+
+/// Time codes before the packets, or error correction behind them, as rich.
+bytes join_with_sync_bytes(noise& random, const std::vector<bytes>& packets,
+                           std::size_t packet_size) {
+    const unsigned int kind = random() % 4;
+    std::uint32_t time_code = 0x47000000 | (random() & (kind == 0 ? 0 : 0xFFFFFF));
+    bytes stream;
+    for (const bytes& packet : packets) {
+        if (packet_size == 192) {
+            if (kind >= 2) time_code += kind == 2 ? random() % 3000 : random();
+            if (random() % 2 == 0) time_code = (time_code & 0xFFFFFF) | 0x47000000;
+            const bytes written = test::section_writer().bits(32, time_code);
+            stream = std::move(stream) + written;
+        }
+        stream = std::move(stream) + packet;
+        for (std::size_t i = packet_bytes; packet_size == 204 && i < packet_size; ++i) {
+            const bool same = kind == 0 || (kind == 1 && i % 4 == 0);
+            stream.push_back(same ? sync_byte : static_cast<std::uint8_t>(random()));
+        }
+    }
+    return stream;
+}
+
+TEST_P(PacketReaderOfSize, LosesNothingHoweverMany0x47StandElsewhere) {
+    for (unsigned int seed = 1; seed <= 300; ++seed) {
+        noise random(seed);
+        const auto packets = packets_rich_in_sync_bytes(random, 40);
+        const bytes stream = join_with_sync_bytes(random, packets, size());
+        const reading result = read(stream);
+        ASSERT_EQ(result.packets, packets) << "seed " << seed;
+        ASSERT_EQ(result.packet_size, size()) << "seed " << seed;
+        ASSERT_EQ(result.skipped_bytes, 0u) << "seed " << seed;
+        ASSERT_EQ(result.sync_losses, 0u) << "seed " << seed;
+        ASSERT_TRUE(read_in_pieces(stream, 1 + random() % 500) == result) << "seed " << seed;
+    }
+}
+
+TEST_P(PacketReaderOfSize, LosesOnlyTheFirstOfThemWhenItStartsInTheMiddle) {
+    for (unsigned int seed = 1; seed <= 300; ++seed) {
+        noise random(seed);
+        const auto packets = packets_rich_in_sync_bytes(random, 40);
+        const bytes stream = join_with_sync_bytes(random, packets, size());
+        const std::size_t missing = sync_of(0) + 1 + random() % (size() - sync_of(0) - 1);
+        ASSERT_EQ(read(cut(stream, 0, missing)).packets, without(packets, 0)) << "seed " << seed;
+    }
+}
+
+TEST_P(PacketReaderOfSize, LosesFewOfThemToACut) {
+    for (unsigned int seed = 1; seed <= 300; ++seed) {
+        noise random(seed);
+        const auto packets = packets_rich_in_sync_bytes(random, 100, 0);
+        const bytes stream = join_with_sync_bytes(random, packets, size());
+        const std::size_t kept = 1 + random() % 150;
+        const bytes torn = cut(stream, sync_of(30) + kept, 1 + random() % (188 - kept));
+        const reading result = read(torn);
+        // Any byte may be 0x47 where the next packet would begin: then that one is lost as well.
+        constexpr std::size_t behind = 60;
+        ASSERT_GT(result.packets.size(), behind);
+        EXPECT_TRUE(
+            std::equal(packets.rbegin(), packets.rbegin() + behind, result.packets.rbegin()))
+            << "seed " << seed;
+    }
+}
+
+TEST(PacketReader, TellsPacketsFromTimeCodesThatLookLikeThem) {
+    for (const std::uint32_t first : {0x47000000u, 0x47010010u, 0x47474747u, 0x47010030u}) {
+        for (const std::uint32_t step : {0u, 1u, 300u}) {
+            const auto packets = numbered_packets(100);
+            bytes stream;
+            for (std::size_t i = 0; i < packets.size(); ++i) {
+                const bytes time_code =
+                    test::section_writer().bits(32, first + step * static_cast<std::uint32_t>(i));
+                stream = std::move(stream) + time_code + packets[i];
+            }
+            const reading result = read(stream);
+            EXPECT_EQ(result.packets, packets) << first << ", " << step;
+            EXPECT_EQ(result.packet_size, 192u);
+            EXPECT_EQ(result.skipped_bytes, 0u);
+        }
+    }
+}
+
+// --- What is damaged ---
 
 TEST_P(PacketReaderOfSize, GivesTheSameForPushesOfAnySize) {
     const auto packets = numbered_packets(60);
@@ -286,8 +413,8 @@ TEST_P(PacketReaderOfSize, CountsEveryByteAsPacketOrSkipped) {
 }
 
 TEST_P(PacketReaderOfSize, HandsAPacketOutOnceTheNextOneBegins) {
-    constexpr std::size_t for_the_lock = 5;
-    const auto packets = numbered_packets(30);
+    constexpr std::size_t for_the_lock = 36;
+    const auto packets = numbered_packets(80);
     const bytes stream = join_packets(packets, size());
     packet_reader reader;
     packet p;
@@ -300,7 +427,7 @@ TEST_P(PacketReaderOfSize, HandsAPacketOutOnceTheNextOneBegins) {
             ASSERT_EQ(taken, begun - 1) << "byte " << at;
         }
     }
-    EXPECT_EQ(taken, 29u);
+    EXPECT_EQ(taken, 79u);
 }
 
 TEST(PacketReader, SkipsATimeCodeThatNoPacketFollows) {
@@ -366,11 +493,20 @@ TEST(PacketReader, FindsNothingInNothing) {
     EXPECT_EQ(result.skipped_bytes, 0u);
 }
 
-TEST(PacketReader, TakesSyncBytesAloneForPackets) {
-    const reading result = read(bytes(10 * packet_bytes, sync_byte));
-    EXPECT_THAT(result.packets, SizeIs(10));
-    EXPECT_THAT(result.packets, Each(bytes(packet_bytes, sync_byte)));
-    EXPECT_EQ(result.skipped_bytes, 0u);
+TEST(PacketReader, TakesSyncBytesAloneForNoPackets) {
+    const bytes stream(100 * packet_bytes, sync_byte);
+    const reading result = read(stream);
+    EXPECT_THAT(result.packets, IsEmpty());
+    EXPECT_EQ(result.skipped_bytes, stream.size());
+    EXPECT_TRUE(read_in_pieces(stream, 100) == result);
+}
+
+TEST(PacketReader, FindsThePacketsBehindARunThatHasNoHeaders) {
+    const auto packets = numbered_packets(40);
+    const bytes run(40 * packet_bytes + 77, sync_byte);
+    const reading result = read(run + join_packets(packets));
+    ASSERT_GE(result.packets.size(), packets.size());
+    EXPECT_TRUE(std::equal(packets.rbegin(), packets.rend(), result.packets.rbegin()));
 }
 
 TEST(PacketReader, SkipsRunsThatAlmostLock) {
@@ -392,6 +528,29 @@ TEST(PacketReader, KeepsPacketsThatWereNotTakenBetweenPushes) {
     reading result;
     take_packets(reader, result);
     EXPECT_EQ(result.packets, packets);
+}
+
+TEST(PacketReader, ThrowsBadAllocForMoreBytesThanMemoryCanHoldAndGoesOn) {
+    constexpr std::size_t most = std::numeric_limits<std::size_t>::max();
+    // Doubled, some of these are none; the second is 2 GiB where addresses have 32 bits.
+    std::vector<std::size_t> sizes = {most, most / 2 + 1, most - 188 * 10, most - 1};
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)  // they end the program instead
+    if (sizeof(std::size_t) > 4) sizes.push_back(most / 4 + 1);
+#endif
+    const auto packets = numbered_packets(80);
+    const bytes stream = join_packets(packets);
+    const std::size_t half = stream.size() / 2;
+    packet_reader reader;
+    reading result;
+    for (const std::size_t size : sizes) EXPECT_THROW(reader.room(size), std::bad_alloc);
+    reader.push(stream.data(), half);
+    take_packets(reader, result);
+    for (const std::size_t size : sizes) {
+        EXPECT_THROW(reader.room(size), std::bad_alloc);
+        EXPECT_THROW(reader.push(stream.data(), size), std::bad_alloc);
+    }
+    reader.push(stream.data() + half, stream.size() - half);
+    EXPECT_EQ(finished(reader, result).packets, packets);
 }
 
 TEST(PacketReader, SaysFalseForGoodAfterTheEnd) {
