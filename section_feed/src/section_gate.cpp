@@ -362,22 +362,19 @@ bool gate::application_name(unsigned int at) {
 
 bool gate::transport_protocol(unsigned int loop, unsigned int i) {
     const unsigned int at = loop + i;
-    // What every transport begins with is asked for, also where protocol_id is unknown.
-    if (!fixed(at + 2, 4, "protocol_id to remote_connection")) return false;
+    if (!fixed(at + 2, 2, "protocol_id")) return false;
+    const unsigned int protocol_id = u16(at + 2);
+    const bool carousel = protocol_id == 0x0001 || protocol_id == 0x0004;
+    const bool ip = protocol_id == 0x0002;
+    if (!carousel && !ip) return true;
+
+    if (!fixed(at + 4, 2, "transport_protocol_label and remote_connection")) return false;
     const bool remote_connection = top_bit(at + 5);
     if (remote_connection && !fixed(at + 6, 6, "original_network_id to service_id")) return false;
     const unsigned int selector = remote_connection ? 12 : 6;
 
-    const unsigned int protocol_id = u16(at + 2);
-    switch (protocol_id) {
-        case 0x0001:
-        case 0x0004:
-            return fixed(at + selector, 1, "component_tag");
-        case 0x0002:
-            return transport_protocol_ip(loop, i + selector, descriptor_length(at));
-        default:
-            return true;
-    }
+    if (ip) return transport_protocol_ip(loop, i + selector, descriptor_length(at));
+    return fixed(at + selector, 1, "component_tag");
 }
 
 bool gate::transport_protocol_ip(unsigned int loop, unsigned int selector, unsigned int length) {

@@ -644,33 +644,51 @@ TEST_F(SectionGate, AsksForEveryByteOfACarousel) {
     for (const std::uint16_t protocol_id : std::vector<std::uint16_t>{0x0001, 0x0004}) {
         expect_descriptor_asks(
             describe_transport_protocol(protocol_id, 1, {}, {0x40}),
-            {{"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
+            {{"AIT: protocol_id at byte 23: 2 bytes needed", 4},
+             {"AIT: transport_protocol_label and remote_connection at byte 25: 2 bytes needed", 6},
              {"AIT: component_tag at byte 27: 1 byte needed", 7}});
         expect_descriptor_asks(
             describe_transport_protocol(protocol_id, 1, remote_connection(1, 2, 3), {0x40}),
-            {{"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
+            {{"AIT: protocol_id at byte 23: 2 bytes needed", 4},
+             {"AIT: transport_protocol_label and remote_connection at byte 25: 2 bytes needed", 6},
              {"AIT: original_network_id to service_id at byte 27: 6 bytes needed", 12},
              {"AIT: component_tag at byte 33: 1 byte needed", 13}});
     }
 }
 
-TEST_F(SectionGate, AsksAnUnknownTransportForWhatAllHave) {
-    expect_descriptor_asks(
-        describe_transport_protocol(0x0003, 1, remote_connection(1, 2, 3), {0x40}),
-        {{"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
-         {"AIT: original_network_id to service_id at byte 27: 6 bytes needed", 12}});
+TEST_F(SectionGate, AsksAnUnknownTransportForItsProtocolIdOnly) {
+    for (const std::uint16_t protocol_id :
+         std::vector<std::uint16_t>{0x0000, 0x0003, 0x0101, 0xFFFF}) {
+        expect_descriptor_asks(
+            describe_transport_protocol(protocol_id, 1, remote_connection(1, 2, 3), {0x40}),
+            {{"AIT: protocol_id at byte 23: 2 bytes needed", 4}});
+    }
+}
+
+// Behind it stands the CRC_32, of which any bit may be set where others have remote_connection.
+TEST_F(SectionGate, AdmitsAnUnknownTransportOfAnyLengthAtTheEndOfAnAit) {
+    for (std::uint16_t protocol_id = 0x0100; protocol_id < 0x0140; ++protocol_id) {
+        for (std::size_t selector_bytes = 0; selector_bytes <= 2; ++selector_bytes) {
+            const bytes id = {0x01, static_cast<std::uint8_t>(protocol_id)};
+            const bytes transport = descriptor(0x02, id + bytes(selector_bytes, 0x80));
+            expect_admitted(ait_section(0x0009, {}, application(1, 1, 1, transport)));
+        }
+    }
 }
 
 TEST_F(SectionGate, AsksForEveryByteThatTheUrlWalkReads) {
     // Lengths of 0 at positions 7 and 8 of the loop; position 9 is not below the length of 9.
-    expect_descriptor_asks(bytes{0x02, 0x09, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x00, 0x00, 0x00, 0x00},
-                           {{"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
-                            {"AIT: alignment_indicator at byte 27: 1 byte needed", 7},
-                            {"AIT: URL_length at byte 28: 1 byte needed", 8},
-                            {"AIT: URL_length at byte 29: 1 byte needed", 9}});
+    expect_descriptor_asks(
+        bytes{0x02, 0x09, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x00, 0x00, 0x00, 0x00},
+        {{"AIT: protocol_id at byte 23: 2 bytes needed", 4},
+         {"AIT: transport_protocol_label and remote_connection at byte 25: 2 bytes needed", 6},
+         {"AIT: alignment_indicator at byte 27: 1 byte needed", 7},
+         {"AIT: URL_length at byte 28: 1 byte needed", 8},
+         {"AIT: URL_length at byte 29: 1 byte needed", 9}});
     expect_descriptor_asks(
         bytes{0x02, 0x0F, 0x00, 0x02, 0x01, 0xFF} + bytes(6) + bytes{0xFF, 0x00, 0x00, 0x00},
-        {{"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
+        {{"AIT: protocol_id at byte 23: 2 bytes needed", 4},
+         {"AIT: transport_protocol_label and remote_connection at byte 25: 2 bytes needed", 6},
          {"AIT: original_network_id to service_id at byte 27: 6 bytes needed", 12},
          {"AIT: alignment_indicator at byte 33: 1 byte needed", 13},
          {"AIT: URL_length at byte 34: 1 byte needed", 14},
@@ -679,18 +697,21 @@ TEST_F(SectionGate, AsksForEveryByteThatTheUrlWalkReads) {
 
 TEST_F(SectionGate, AsksForTheUrlThatTheWalkTakes) {
     // A URL from the loop's byte 6 up to its byte 20, behind the descriptor's end.
-    expect_descriptor_asks(bytes{0x02, 0x08, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x14} + bytes(14),
-                           {{"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
-                            {"AIT: alignment_indicator at byte 27: 1 byte needed", 7},
-                            {"AIT: URL_length at byte 28: 1 byte needed", 8},
-                            {"AIT: URL_length 20 at byte 28", 20}});
+    expect_descriptor_asks(
+        bytes{0x02, 0x08, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x14} + bytes(14),
+        {{"AIT: protocol_id at byte 23: 2 bytes needed", 4},
+         {"AIT: transport_protocol_label and remote_connection at byte 25: 2 bytes needed", 6},
+         {"AIT: alignment_indicator at byte 27: 1 byte needed", 7},
+         {"AIT: URL_length at byte 28: 1 byte needed", 8},
+         {"AIT: URL_length 20 at byte 28", 20}});
 }
 
 TEST_F(SectionGate, AsksForTheSecondUrlFromBehindTheFirst) {
     // The first one moves the walk on to 27: a length of 27 takes nothing there, one of 28 a byte.
     const bytes head = {0x02, 0x09, 0x00, 0x02, 0x01, 0x7F, 0xFF, 0x14};
     std::vector<asked> questions = {
-        {"AIT: protocol_id to remote_connection at byte 23: 4 bytes needed", 6},
+        {"AIT: protocol_id at byte 23: 2 bytes needed", 4},
+        {"AIT: transport_protocol_label and remote_connection at byte 25: 2 bytes needed", 6},
         {"AIT: alignment_indicator at byte 27: 1 byte needed", 7},
         {"AIT: URL_length at byte 28: 1 byte needed", 8},
         {"AIT: URL_length 20 at byte 28", 20}};
