@@ -27,6 +27,7 @@ constexpr unsigned int sync_bytes_of_a_lock = 5;
 // Whatever repeats is told from packets by so many headers: most show a PID a second time.
 constexpr unsigned int headers_of_a_lock = 32;
 // From a sync byte to behind the last header of any packets that begin less than a packet later.
+constexpr std::size_t run_bytes = (sync_bytes_of_a_lock + 1) * largest_packet;
 constexpr std::size_t lock_bytes = (headers_of_a_lock + 1) * largest_packet;
 
 // A lost packet is looked for so many packets ahead.
@@ -155,7 +156,7 @@ bool packet_reader::look_closer(packet& out) {
 
 // No packet is known: looks at every byte once for the first of a run of sync bytes.
 bool packet_reader::hunt() {
-    const std::size_t limit = finished_ ? end_ : end_ - std::min(end_, lock_bytes);
+    const std::size_t limit = finished_ ? end_ : end_ - std::min(end_, run_bytes);
     while (hunted_ < limit) {
         hunted_ = find_sync_byte(hunted_, limit);
         if (hunted_ == limit) break;
@@ -166,7 +167,11 @@ bool packet_reader::hunt() {
             ++hunted_;
             continue;
         }
-        const candidate best = find_best(hunted_);
+        candidate best = find_lone_run(hunted_);
+        if (!best.is_run) {
+            if (!finished_ && end_ - hunted_ < lock_bytes) break;
+            best = find_best(hunted_);
+        }
         if (!best.is_run || !is_plausible(best)) {
             // No packet of the best ones stands here, let alone of the others.
             hunted_ += smallest_packet;
@@ -182,6 +187,25 @@ bool packet_reader::hunt() {
     // The last bytes may be the time code of a packet that is yet to come.
     skip_to(finished_ ? end_ : std::max(position_, hunted_ - std::min(hunted_, longest_time_code)));
     return false;
+}
+
+// Where only one run of sync bytes begins less than a packet later, and only headers that nothing
+// speaks against stand at them, they are packets: live ones need not wait for more.
+packet_reader::candidate packet_reader::find_lone_run(std::size_t from) const {
+    candidate lone;
+    bool found = false;
+    for (const unsigned int size : packet_sizes) {
+        const std::size_t limit = std::min(end_, from + size);
+        for (std::size_t at = find_sync_byte(from, limit); at < limit;
+             at = find_sync_byte(at + 1, limit)) {
+            if (!is_run(at, size)) continue;
+            if (found) return {};
+            found = true;
+            lone = weigh(at, size, sync_bytes_of_a_lock);
+        }
+    }
+    lone.is_run = lone.weight >= 2 * static_cast<int>(sync_bytes_of_a_lock);
+    return lone;
 }
 
 // A run of sync bytes need not be that of the packets: of all that begin less than a packet later,

@@ -96,6 +96,7 @@ private:
         unsigned int impossible = 0;  // of them
         int weight = 0;
     };
+    candidate find_lone_run(std::size_t from) const;
     candidate find_best(std::size_t from) const;
     candidate weigh(std::size_t at, unsigned int packet_size, unsigned int packets) const;
     static bool is_plausible(const candidate& c);
