@@ -67,6 +67,8 @@ void pmt::parse(unsigned char* buffer, unsigned int size) {
     }
 }
 
+// Not const: programs take pointers to these functions by their types.
+// NOLINTBEGIN(readability-make-member-function-const)
 bool pmt::stream_info_type::is_video() {
     switch (stream_type) {
         case 0x02:
@@ -92,5 +94,6 @@ bool pmt::stream_info_type::is_audio() {
 }
 
 bool pmt::stream_info_type::is_caption() { return stream_type == 0x06; }
+// NOLINTEND(readability-make-member-function-const)
 
 }  // namespace orvix::si_parser
