@@ -1,14 +1,14 @@
 #include <log/orvix_log.h>
 #include <si_parser/ait.h>
 
-#include <stdexcept>
+#include <exception>
 
 #include "big_endian.h"
+#include "refuse.h"
 
 namespace orvix::si_parser {
 
 ait::ait() = default;
-
 ait::~ait() = default;
 
 void ait::clear() {
@@ -25,7 +25,7 @@ void ait::parse(unsigned char* buffer, unsigned int size) {
     } catch (const std::exception& e) {
         // Log readers know this statement by its line number, 27.
         ORVIX_LOG(ERROR, "ait", "Caught: " << e.what());
-        throw std::runtime_error("Aborting ait parse");
+        refuse("Aborting ait parse");
     }
     application_type = table_id_extension;
 

@@ -15,6 +15,7 @@ void read_body(unsigned char* p, application_descriptor& d) {
     const unsigned int application_profiles_length = p[2];
     // An 8-bit cursor over records of five bytes. Where it stops, the flags are read: with a length
     // that is no multiple of five, that is the next multiple past it, as receivers have it.
+    d.profiles.reserve((application_profiles_length + 4) / 5);
     uint8_t cursor = 0;
     while (cursor < application_profiles_length) {
         const unsigned char* const record = p + 3 + cursor;
@@ -34,8 +35,20 @@ void read_body(unsigned char* p, application_descriptor& d) {
     d.application_priority = rest[1];
 }
 
+namespace {
+
+/// How many entries start between `offset` and `end`.
+std::size_t count_names(const unsigned char* p, unsigned int offset, unsigned int end) {
+    std::size_t count = 0;
+    for (; offset < end; offset += 4u + p[offset + 3]) ++count;
+    return count;
+}
+
+}  // namespace
+
 void read_body(unsigned char* p, application_name_descriptor& d) {
     const unsigned int end = d.length + 2u;
+    d.names.reserve(count_names(p, 2, end));
     for (unsigned int offset = 2; offset < end;) {
         const unsigned char* const entry = p + offset;
         const unsigned int application_name_length = entry[3];
@@ -77,6 +90,7 @@ void read_body(unsigned char* loop, unsigned int i, transport_protocol_descripto
     // Positions in the loop are compared with the descriptor's length and with URL lengths, and the
     // position of the length steps by one. Only a few layouts yield their URLs; receivers have
     // learned to live with what comes out, so the walk stays as it is.
+    if (selector + 1 < d.length) d.urls.reserve(d.length - (selector + 1));
     for (unsigned int position = selector + 1; position < d.length; ++position) {
         transport_protocol_descriptor_ip::url_map entry;
         entry.URL_length = loop[position];
@@ -99,7 +113,9 @@ void read_body(unsigned char* p, ginga_location_descriptor& d) {
     d.class_extension = raw_string(rest + 1, class_extension_length);
 
     rest += 1 + class_extension_length;
-    if (rest < end) d.initial_class.assign(rest, end);
+    if (rest < end) {
+        d.initial_class = raw_string(rest, static_cast<unsigned int>(end - rest));
+    }
 }
 
 void read_body(unsigned char* p, icon_information_descriptor& d) {

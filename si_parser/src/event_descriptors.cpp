@@ -1,8 +1,8 @@
-#include <si_parser/iso_to_utf8.h>
 #include <si_parser/psi_table.h>
 
 #include "big_endian.h"
 #include "descriptor_bodies.h"
+#include "text.h"
 
 namespace orvix::si_parser {
 
@@ -12,14 +12,14 @@ parental_descriptor::~parental_descriptor() = default;
 localtime_offset_descriptor::~localtime_offset_descriptor() = default;
 
 void read_body(unsigned char* p, short_event_descriptor& d) {
-    d.ISO_639_language_code = iso_to_utf8_string(p + 2, 3);
+    assign_text(d.ISO_639_language_code, p + 2, 3);
 
     const unsigned int event_name_length = p[5];
-    d.event_name = iso_to_utf8_string(p + 6, event_name_length);
+    assign_text(d.event_name, p + 6, event_name_length);
 
     unsigned char* const rest = p + 6 + event_name_length;
     const unsigned int text_length = rest[0];
-    d.text = iso_to_utf8_string(rest + 1, text_length);
+    assign_text(d.text, rest + 1, text_length);
 }
 
 void read_body(unsigned char* p, content_descriptor& d) {
@@ -35,7 +35,7 @@ void read_body(unsigned char* p, content_descriptor& d) {
 void read_body(unsigned char* p, parental_descriptor& d) {
     const unsigned int end = d.length + 2u;
     for (unsigned int offset = 2; offset < end; offset += 4) {
-        d.ratings.insert_or_assign(raw_string(p + offset, 3), p[offset + 3]);
+        d.ratings.insert_or_assign(d.ratings.end(), raw_string(p + offset, 3), p[offset + 3]);
     }
 }
 

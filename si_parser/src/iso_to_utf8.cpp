@@ -4,6 +4,9 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
+
+#include "text.h"
 
 namespace orvix::si_parser {
 
@@ -54,39 +57,92 @@ constexpr character_table make_single_bytes() {
     return table;
 }
 
-/// The symbols behind an escape byte.
-constexpr character_table make_symbols() {
-    character_table table = {};
-    table[0x21] = encode(0x266A);
-    table[0x30] = encode(0x00A4);
-    table[0x31] = encode(0x254E);
-    table[0x32] = encode(0x00A8);
-    table[0x33] = encode(0x2032);
-    table[0x34] = encode(0x00B8);
-    table[0x35] = encode(0x00BC);
-    table[0x36] = encode(0x00BD);
-    table[0x37] = encode(0x00BE);
-    table[0x40] = encode(0x2026);
-    table[0x41] = encode(0x275A);
-    table[0x42] = encode(0x2018);
-    table[0x43] = encode(0x2019);
-    table[0x44] = encode(0x201C);
-    table[0x45] = encode(0x201D);
-    table[0x46] = encode(0x2022);
-    table[0x47] = encode(0x2122);
-    table[0x48] = encode(0x215B);
-    table[0x49] = encode(0x215C);
-    table[0x4A] = encode(0x215D);
-    table[0x4B] = encode(0x215E);
+constexpr unsigned char first_symbol = 0x21;
+constexpr unsigned char last_symbol = 0x4B;
+using symbol_table = std::array<utf8_form, last_symbol - first_symbol + 1>;
+
+/// The symbols behind an escape byte, from the first one's byte on.
+constexpr symbol_table make_symbols() {
+    symbol_table table = {};
+    const auto set = [&table](unsigned int byte, unsigned int code_point) {
+        table[byte - first_symbol] = encode(code_point);
+    };
+    set(0x21, 0x266A);
+    set(0x30, 0x00A4);
+    set(0x31, 0x254E);
+    set(0x32, 0x00A8);
+    set(0x33, 0x2032);
+    set(0x34, 0x00B8);
+    set(0x35, 0x00BC);
+    set(0x36, 0x00BD);
+    set(0x37, 0x00BE);
+    set(0x40, 0x2026);
+    set(0x41, 0x275A);
+    set(0x42, 0x2018);
+    set(0x43, 0x2019);
+    set(0x44, 0x201C);
+    set(0x45, 0x201D);
+    set(0x46, 0x2022);
+    set(0x47, 0x2122);
+    set(0x48, 0x215B);
+    set(0x49, 0x215C);
+    set(0x4A, 0x215D);
+    set(0x4B, 0x215E);
     return table;
 }
 
 constexpr character_table single_bytes = make_single_bytes();
-constexpr character_table symbols = make_symbols();
+constexpr symbol_table symbols = make_symbols();
+
+/// What the byte behind an escape selects; an empty form where it selects nothing.
+inline const utf8_form& symbol(unsigned char byte) {
+    return byte >= first_symbol && byte <= last_symbol ? symbols[byte - first_symbol]
+                                                       : single_bytes[escape];
+}
 
 inline unsigned int put(const utf8_form& form, char* out) {
     for (unsigned int i = 0; i < form.size; ++i) out[i] = form.bytes[i];
     return form.size;
+}
+
+template <typename Word>
+std::uint64_t load(const unsigned char* p) {
+    Word word;
+    std::memcpy(&word, p, sizeof word);
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = sizeof word == 8 ? __builtin_bswap64(word) : __builtin_bswap32(word);
+#endif
+    return word;
+}
+
+/// The next eight bytes of a run, the first one lowest; zeros behind its end. The run is not over.
+inline std::uint64_t next_word(const unsigned char* p, const unsigned char* end) {
+    const auto left = static_cast<unsigned int>(end - p);
+    if (left >= 8) return load<std::uint64_t>(p);
+    // The same bytes twice where the parts overlap.
+    if (left >= 4) {
+        return load<std::uint32_t>(p) | load<std::uint32_t>(end - 4) << 8 * (left - 4);
+    }
+    const unsigned int middle = left / 2;
+    const unsigned int last = left - 1;
+    return p[0] | static_cast<std::uint32_t>(p[middle]) << 8 * middle |
+           static_cast<std::uint32_t>(p[last]) << 8 * last;
+}
+
+/// How many of these bytes, from the first one on, are plain ASCII (0x20 to 0x7F).
+inline unsigned int ascii_bytes(std::uint64_t word) {
+    constexpr std::uint64_t in_each_byte = 0x0101010101010101;
+    // Marks bytes from 0x80 on, and by subtraction those below 0x20. What these borrow may mark
+    // bytes behind them as well: the first mark is right, and the only one that counts.
+    const std::uint64_t marks = (word | (word - 0x20 * in_each_byte)) & 0x80 * in_each_byte;
+    return marks == 0 ? 8 : static_cast<unsigned int>(__builtin_ctzll(marks)) / 8;
+}
+
+inline void store(std::uint64_t word, char* out) {
+#if __BYTE_ORDER__ == __ORDER_BIG_ENDIAN__
+    word = __builtin_bswap64(word);
+#endif
+    std::memcpy(out, &word, sizeof word);
 }
 
 /// How far a conversion has come.
@@ -95,27 +151,56 @@ struct position {
     char* out;
 };
 
+/// `convert` writes up to so many bytes more than it counts.
+constexpr std::size_t spare_room = sizeof(std::uint64_t);
+
 /// Converts a run. An escape in its last position takes the byte behind it. Well-formed texts never
 /// end so; what receivers make of the others stays.
 position convert(const unsigned char* p, const unsigned char* end, char* out) {
-    for (; p < end; ++p) {
-        const utf8_form& form = single_bytes[*p];
-        if (form.size == 1) {  // nearly every byte of a text
-            *out++ = form.bytes[0];
-        } else if (*p == escape) {
-            out += put(symbols[*++p], out);
-        } else {
-            out += put(form, out);
-        }
+    while (p < end) {
+        const std::uint64_t word = next_word(p, end);
+        store(word, out);
+        const unsigned int ascii = ascii_bytes(word);
+        p += ascii;
+        out += ascii;
+        if (ascii == 8) continue;
+        if (p == end) break;
+        const utf8_form& form = *p == escape ? symbol(*++p) : single_bytes[*p];
+        ++p;
+        std::memcpy(out, &form, sizeof form);
+        out += form.size;
     }
     return {p, out};
 }
 
-/// How many bytes `convert` writes.
+/// No field of a descriptor is longer; other callers' texts may be.
+constexpr std::ptrdiff_t longest_field = 255;
+using scratch = std::array<char, 3 * longest_field + spare_room>;
+
+/// Converts a run of any length, and hands its text to `take` part by part.
+template <typename Take>
+void convert_in_parts(const unsigned char* p, const unsigned char* end, Take take) {
+    scratch part;
+    while (p < end) {
+        const position reached = convert(p, p + std::min(end - p, longest_field), part.data());
+        take(part.data(), static_cast<std::size_t>(reached.out - part.data()));
+        p = reached.in;
+    }
+}
+
+/// How many bytes the text of a run has.
 std::size_t size_of_text(const unsigned char* p, const unsigned char* end) {
     std::size_t size = 0;
-    for (; p < end; ++p) size += *p == escape ? symbols[*++p].size : single_bytes[*p].size;
+    for (; p < end; ++p) size += *p == escape ? symbol(*++p).size : single_bytes[*p].size;
     return size;
+}
+
+/// A longer text: counted first, then converted part by part into memory of just its size.
+__attribute__((noinline)) void assign_long(std::string& text, const unsigned char* p,
+                                           const unsigned char* end) {
+    text.clear();
+    text.reserve(size_of_text(p, end));
+    convert_in_parts(p, end, [&](const char* part, std::size_t size) { text.append(part, size); });
 }
 
 }  // namespace
@@ -123,34 +208,30 @@ std::size_t size_of_text(const unsigned char* p, const unsigned char* end) {
 unsigned int iso_to_utf8(unsigned char c, char* out) { return put(single_bytes[c], out); }
 
 unsigned int escaped_iso_to_utf8(char c, char* out) {
-    return put(symbols[static_cast<unsigned char>(c)], out);
+    return put(symbol(static_cast<unsigned char>(c)), out);
 }
 
 void iso_to_utf8(const char* in, unsigned int in_len, char* out, unsigned int* out_len) {
     const auto* const begin = reinterpret_cast<const unsigned char*>(in);
-    const unsigned char* const end = begin + in_len;
-    *out_len = static_cast<unsigned int>(convert(begin, end, out).out - out);
+    char* end_of_text = out;
+    convert_in_parts(begin, begin + in_len, [&](const char* part, std::size_t size) {
+        std::memcpy(end_of_text, part, size);
+        end_of_text += size;
+    });
+    *out_len = static_cast<unsigned int>(end_of_text - out);
 }
 
 std::string iso_to_utf8_string(unsigned char* in, unsigned int in_len) {
-    // No field of a descriptor is longer; other callers' texts may be.
-    constexpr unsigned int longest_field = 255;
-    std::array<char, 3 * longest_field> part;
-    if (in_len <= longest_field) {
-        const position reached = convert(in, in + in_len, part.data());
-        return std::string(part.data(), reached.out);
-    }
-
     std::string text;
-    text.reserve(size_of_text(in, in + in_len));
-    const unsigned char* const end = in + in_len;
-    for (const unsigned char* p = in; p < end;) {
-        const auto room = std::min<std::ptrdiff_t>(end - p, longest_field);
-        const position reached = convert(p, p + room, part.data());
-        text.append(part.data(), reached.out);
-        p = reached.in;
-    }
+    assign_text(text, in, in_len);
     return text;
+}
+
+void assign_text(std::string& text, const unsigned char* in, unsigned int in_len) {
+    const unsigned char* const end = in + in_len;
+    if (in_len > longest_field) return assign_long(text, in, end);
+    scratch whole;
+    text = std::string(whole.data(), convert(in, end, whole.data()).out);
 }
 
 }  // namespace orvix::si_parser

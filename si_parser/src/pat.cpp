@@ -24,7 +24,8 @@ void pat::parse(unsigned char* buffer, unsigned int size) {
     for (unsigned int offset = 8; offset < end; offset += 4) {
         const unsigned int program_number = u16(buffer + offset);
         const unsigned int program_map_PID = pid13(buffer + offset + 2);
-        program_map.insert_or_assign(program_number, program_map_PID);
+        // Programmes mostly come in ascending order: behind all others is the place to try first.
+        program_map.insert_or_assign(program_map.end(), program_number, program_map_PID);
     }
 }
 

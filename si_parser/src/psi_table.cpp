@@ -7,6 +7,7 @@
 
 #include "big_endian.h"
 #include "descriptor_bodies.h"
+#include "refuse.h"
 
 namespace orvix::si_parser {
 
@@ -53,13 +54,12 @@ time_t psi_table::full_mjd_to_time_t(unsigned char* buffer, unsigned int offset)
 // --- Section header ---
 
 void psi_table::parse_header(unsigned char* buffer, unsigned int size) {
-    // Seven bytes are enough to pass although eight are read: the last_section_number of such a
-    // buffer is the byte behind it. Whole sections never notice; the bound is part of what
-    // receivers accept, so it stays.
+    // Seven bytes are enough to pass although eight are read. Whole sections never notice; the
+    // bound is part of what receivers accept, so it stays.
     if (size < 7) {
         // Log readers know this statement by its line number, 61.
         ORVIX_LOG(ERROR, "si_parser", "Short buffer, aborting parse");
-        throw std::runtime_error("parse_header: short buffer");
+        refuse("parse_header: short buffer");
     }
 
     cleared = false;
@@ -74,9 +74,11 @@ void psi_table::parse_header(unsigned char* buffer, unsigned int size) {
 
     if (size != section_size) {
         ORVIX_LOG(ERROR, "si_parser", "Section length <> size, aborting parse");
-        throw std::runtime_error("parse_header: section length != size");
+        refuse("parse_header: section length != size");
     }
 }
+
+void refuse(const char* text) { throw std::runtime_error(text); }
 
 // --- Descriptors ---
 

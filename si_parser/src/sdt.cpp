@@ -2,6 +2,9 @@
 #include <si_parser/sdt.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
 
 #include "big_endian.h"
 
@@ -15,6 +18,31 @@ void sdt::clear() {
     services.clear();
     psi_table::clear();
 }
+
+namespace {
+
+/// Sorts services as their operator< does. Records are costly to move and their keys are not: the
+/// keys are sorted, each with its record's place below it, and then each record goes where it
+/// belongs at once.
+void sort(std::vector<sdt::sdt_service_info_t>& services) {
+    constexpr std::size_t most_in_a_section = (4098 - 15) / 5 + 1;
+    std::array<uint32_t, most_in_a_section> keys;
+    const std::size_t count = std::min(services.size(), keys.size());
+    for (std::size_t i = 0; i < count; ++i) {
+        const uint32_t service_id = services[i].service_id;
+        keys[i] = low5(service_id) << 27 | (service_id >> 5) << 16 | static_cast<uint32_t>(i);
+    }
+    std::sort(keys.begin(), keys.begin() + count);
+
+    for (std::size_t i = 0; i < count; ++i) {
+        // Places before `i` are done: what stood there moved to where its own key was.
+        std::size_t from = keys[i] & 0xFFFF;
+        while (from < i) from = keys[from] & 0xFFFF;
+        if (from != i) std::swap(services[i], services[from]);
+    }
+}
+
+}  // namespace
 
 void sdt::parse(unsigned char* buffer, unsigned int size) {
     const bool section_syntax_indicator = bit(buffer[1], 7);
@@ -49,7 +77,7 @@ void sdt::parse(unsigned char* buffer, unsigned int size) {
     }
     ORVIX_LOG(DEBUG, "sdt", "done parsing SDT ");
 
-    std::sort(services.begin(), services.end());
+    sort(services);
 }
 
 bool sdt::sdt_service_info_t::operator<(const sdt_service_info_t& other) const {

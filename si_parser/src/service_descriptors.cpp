@@ -1,8 +1,8 @@
 #include <log/orvix_log.h>
-#include <si_parser/iso_to_utf8.h>
 
 #include "big_endian.h"
 #include "descriptor_bodies.h"
+#include "text.h"
 
 namespace orvix::si_parser {
 
@@ -15,11 +15,11 @@ void read_body(unsigned char* p, service_descriptor& d) {
     d.service_type = p[2];
 
     const unsigned int service_provider_name_length = p[3];
-    d.service_provider_name = iso_to_utf8_string(p + 4, service_provider_name_length);
+    assign_text(d.service_provider_name, p + 4, service_provider_name_length);
 
     unsigned char* const rest = p + 4 + service_provider_name_length;
     const unsigned int service_name_length = rest[0];
-    d.service_name = iso_to_utf8_string(rest + 1, service_name_length);
+    assign_text(d.service_name, rest + 1, service_name_length);
 
     ORVIX_LOG(DEBUG, "parse", "prov name [" << d.service_provider_name << "]");
     ORVIX_LOG(DEBUG, "parse", "service name [" << d.service_name << "]");
@@ -30,9 +30,9 @@ void read_body(unsigned char* p, component_descriptor& d) {
     d.stream_content = p[2];
     d.component_type = p[3];
     d.component_tag = p[4];
-    d.ISO_639_language_code = iso_to_utf8_string(p + 5, 3);
+    assign_text(d.ISO_639_language_code, p + 5, 3);
     // Unsigned: below six body bytes the count wraps, so such a descriptor must not be handed in.
-    d.text = iso_to_utf8_string(p + 8, d.length - bytes_before_text);
+    assign_text(d.text, p + 8, d.length - bytes_before_text);
 }
 
 void read_body(unsigned char* p, stream_identifier_descriptor& d) { d.component_tag = p[2]; }
@@ -40,7 +40,7 @@ void read_body(unsigned char* p, stream_identifier_descriptor& d) { d.component_
 void read_body(unsigned char* p, ts_information_descriptor& d) {
     d.remote_control_key_id = p[2];
     const unsigned int length_of_ts_name = bits(p[3], 7, 2);
-    d.ts_name = iso_to_utf8_string(p + 4, length_of_ts_name);
+    assign_text(d.ts_name, p + 4, length_of_ts_name);
 
     // The transmission types and their service ids are walked over and dropped: no receiver ever
     // saw them. Whoever checks sections still asks for their bytes.

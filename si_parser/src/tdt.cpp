@@ -1,7 +1,7 @@
 #include <log/orvix_log.h>
 #include <si_parser/tdt.h>
 
-#include <stdexcept>
+#include "refuse.h"
 
 namespace orvix::si_parser {
 
@@ -14,7 +14,7 @@ void tdt::parse(unsigned char* buffer, unsigned int size) {
     // receivers refuse it without, so the bound stays.
     if (size < 9) {
         ORVIX_LOG(ERROR, "tdt", "parse: size is < 9");
-        throw std::runtime_error("Aborting tdt parse");
+        refuse("Aborting tdt parse");
     }
     clear();
     table_id = buffer[0];

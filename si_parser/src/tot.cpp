@@ -1,9 +1,8 @@
 #include <log/orvix_log.h>
 #include <si_parser/tot.h>
 
-#include <stdexcept>
-
 #include "big_endian.h"
+#include "refuse.h"
 
 namespace orvix::si_parser {
 
@@ -14,7 +13,7 @@ tot::~tot() = default;
 void tot::parse(unsigned char* buffer, unsigned int size) {
     if (size < 10) {
         ORVIX_LOG(ERROR, "tot", "parse: size is < 10");
-        throw std::runtime_error("Aborting tot parse");
+        refuse("Aborting tot parse");
     }
     clear();
     table_id = buffer[0];

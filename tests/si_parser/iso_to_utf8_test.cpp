@@ -4,6 +4,8 @@
 #include <section_writer.h>
 #include <si_parser/iso_to_utf8.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <map>
 #include <string>
 #include <type_traits>
@@ -161,6 +163,52 @@ TEST(IsoToUtf8String, ConvertsALongRunWhereverItsEscapesStand) {
         run[place] = 0x1D;
         run[place + 1] = 0x47;
         EXPECT_EQ(text_of(run), std::string(place, 'a') + "™" + std::string(598 - place, 'a'));
+    }
+}
+
+TEST(IsoToUtf8String, ConvertsEveryByteWhereverItStandsInARunOfAnyLength) {
+    for (std::size_t length = 1; length <= 19; ++length) {
+        for (std::size_t place = 0; place < length; ++place) {
+            for (int byte = 0; byte <= 0xFF; ++byte) {
+                if (byte == 0x1D) continue;
+                bytes run(length, '~');
+                run[place] = static_cast<std::uint8_t>(byte);
+                ASSERT_EQ(text_of(run), std::string(place, '~') +
+                                            text_of_byte(static_cast<unsigned char>(byte)) +
+                                            std::string(length - 1 - place, '~'))
+                    << byte << " at " << place << " of " << length;
+            }
+        }
+    }
+}
+
+TEST(IsoToUtf8String, ConvertsRunsOfMixedBytesAsTheirBytesOneByOne) {
+    std::uint32_t state = 1;
+    for (int run_number = 0; run_number < 20000; ++run_number) {
+        bytes run;
+        std::string expected;
+        for (std::size_t left = run_number % 40; left > 0; --left) {
+            state = state * 1664525u + 1013904223u;
+            auto byte = static_cast<std::uint8_t>(state >> 24);
+            if (state >> 22 & 1) byte = static_cast<std::uint8_t>(0x20 + byte % 0x60);
+            if (byte == 0x1D) byte = 0x1F;
+            run.push_back(byte);
+            expected += text_of_byte(byte);
+        }
+        ASSERT_EQ(text_of(run), expected) << testing::PrintToString(run);
+    }
+}
+
+TEST(IsoToUtf8, WritesNothingBehindItsText) {
+    for (const std::size_t length : {1u, 7u, 8u, 9u, 16u, 300u}) {
+        for (const std::uint8_t byte : bytes{'A', 0x0A, 0xE9, 0xA4}) {
+            const bytes run(length, byte);
+            std::string out(3 * length, '_');
+            unsigned int size = 0;
+            iso_to_utf8(reinterpret_cast<const char*>(run.data()),
+                        static_cast<unsigned int>(length), out.data(), &size);
+            EXPECT_EQ(out.substr(size), std::string(3 * length - size, '_'));
+        }
     }
 }
 

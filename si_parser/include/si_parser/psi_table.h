@@ -82,7 +82,7 @@ public:
 
     /// Writes the bytes to the log (INFO, "isdtv_ts"), eight to a line. Lines are always full: up
     /// to seven bytes past `size` are read.
-    void _hex_dump(unsigned char* buffer, unsigned int size);
+    __attribute__((cold)) void _hex_dump(unsigned char* buffer, unsigned int size);
 
     /// Seconds of a 3-byte BCD time hhmmss at `buffer + offset`; no digit is checked.
     static time_t iso_time_to_time_t(unsigned char* buffer, unsigned int offset);
