@@ -1,7 +1,8 @@
-// One benchmark per kind of work and table: parse/EIT, gate/EIT, floor/EIT, libdvbpsi/EIT.
-// With --iterations=N each runs exactly N times, which is what counting instructions needs.
+// bench_sections CORPORA WORK/CORPUS TIMES: works TIMES times through the sections of a corpus, for
+// something else to count what that takes. bench_sections CORPORA: lists what there is to do, each
+// with its number of sections and of bytes. CORPORA is "broadcast", "growing" or a file of whole
+// sections.
 
-#include <benchmark/benchmark.h>
 #include <log/orvix_log.h>
 #include <section_feed/section_gate.h>
 #include <si_parser/ait.h>
@@ -13,82 +14,137 @@
 #include <si_parser/tdt.h>
 #include <si_parser/tot.h>
 
+#include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <exception>
+#include <map>
 #include <memory>
+#include <stdexcept>
 #include <string>
+#include <utility>
+#include <vector>
 
-#include "floor.h"
-#include "samples.h"
-#ifdef ORVIX_BENCH_PEER
-#include "peer.h"
-#endif
+#include "work.h"
 
-using namespace orvix;
+namespace orvix::bench {
 
-namespace {
-
-std::unique_ptr<si_parser::psi_table> make_table(const std::string& name) {
-    if (name == "PAT") return std::make_unique<si_parser::pat>();
-    if (name == "PMT") return std::make_unique<si_parser::pmt>();
-    if (name == "SDT") return std::make_unique<si_parser::sdt>();
-    if (name == "NIT") return std::make_unique<si_parser::nit>();
-    if (name == "EIT") return std::make_unique<si_parser::eit>();
-    if (name == "TDT") return std::make_unique<si_parser::tdt>();
-    if (name == "TOT") return std::make_unique<si_parser::tot>();
+std::unique_ptr<si_parser::psi_table> make_table(const std::string& table) {
+    if (table == "PAT") return std::make_unique<si_parser::pat>();
+    if (table == "PMT") return std::make_unique<si_parser::pmt>();
+    if (table == "SDT") return std::make_unique<si_parser::sdt>();
+    if (table == "NIT") return std::make_unique<si_parser::nit>();
+    if (table == "EIT") return std::make_unique<si_parser::eit>();
+    if (table == "TDT") return std::make_unique<si_parser::tdt>();
+    if (table == "TOT") return std::make_unique<si_parser::tot>();
     return std::make_unique<si_parser::ait>();
 }
 
-/// The size that a table is told: a TDT has one byte less than its parser wants.
-unsigned int told_size(const bench::sample& s) {
-    return static_cast<unsigned int>(s.section.size()) + (s.table == "TDT" ? 1u : 0u);
+namespace {
+
+class parse : public work {
+public:
+    explicit parse(const corpus& c) {
+        for (const sample& s : c.samples) {
+            auto& table = tables_[s.table];
+            if (!table) table = make_table(s.table);
+            sections_.push_back({table.get(), s.section, told_size(s)});
+            sections_.back().bytes.push_back(0);  // the spare one
+        }
+    }
+    void run() override {
+        for (section& s : sections_) s.table->parse(s.bytes.data(), s.size);
+    }
+
+private:
+    struct section {
+        si_parser::psi_table* table;
+        test::bytes bytes;
+        unsigned int size;
+    };
+    std::map<std::string, std::unique_ptr<si_parser::psi_table>> tables_;
+    std::vector<section> sections_;
+};
+
+class gate : public work {
+public:
+    explicit gate(const corpus& c) : samples_(c.samples) {}
+    void run() override {
+        for (const sample& s : samples_) {
+            const auto result = section_feed::check_section(s.section.data(), s.section.size());
+            if (!result.admitted()) throw std::runtime_error(result.text());
+        }
+    }
+
+private:
+    std::vector<sample> samples_;
+};
+
+/// The names of the kinds of work on a corpus.
+std::vector<std::string> kinds(const corpus& c) {
+    std::vector<std::string> names = {"parse", "gate", "floor"};
+    if (peer_decodes(c)) names.emplace_back("libdvbpsi");
+    return names;
 }
 
-void run_parse(benchmark::State& state, bench::sample s) {
-    const auto table = make_table(s.table);
-    for (auto _ : state) table->parse(s.section.data(), told_size(s));
+std::unique_ptr<work> make_work(const std::string& kind, const corpus& c) {
+    if (kind == "parse") return std::make_unique<parse>(c);
+    if (kind == "gate") return std::make_unique<gate>(c);
+    if (kind == "floor") return make_floor(c);
+    return make_peer(c);
 }
 
-void run_gate(benchmark::State& state, const bench::sample& s) {
-    for (auto _ : state) {
-        benchmark::DoNotOptimize(section_feed::check_section(s.section.data(), s.section.size()));
+std::size_t bytes_of(const corpus& c) {
+    std::size_t bytes = 0;
+    for (const sample& s : c.samples) bytes += s.section.size();
+    return bytes;
+}
+
+void list(const std::vector<corpus>& corpora) {
+    for (const corpus& c : corpora) {
+        for (const std::string& kind : kinds(c)) {
+            std::printf("%s/%s %zu %zu\n", kind.c_str(), c.name.c_str(), c.samples.size(),
+                        bytes_of(c));
+        }
     }
 }
 
-void run_floor(benchmark::State& state, bench::sample s) {
-    const auto table = make_table(s.table);
-    table->parse(s.section.data(), told_size(s));
-    const auto floor = bench::make_floor(s.table, *table);
-    for (auto _ : state) floor->run();
+std::vector<corpus> corpora_of(const std::string& name) {
+    if (name == "broadcast") return broadcast_corpora();
+    if (name == "growing") return growing_corpora();
+    return file_corpora(name);
 }
 
-long take_iterations(int& argc, char** argv) {
-    constexpr char option[] = "--iterations=";
-    if (argc < 2 || std::strncmp(argv[argc - 1], option, std::strlen(option)) != 0) return 0;
-    --argc;
-    return std::atol(argv[argc] + std::strlen(option));
+void run(const std::vector<corpus>& corpora, const std::string& name, long times) {
+    for (const corpus& c : corpora) {
+        for (const std::string& kind : kinds(c)) {
+            if (kind + "/" + c.name != name) continue;
+            const auto work = make_work(kind, c);
+            for (long i = 0; i < times; ++i) work->run();
+            return;
+        }
+    }
+    throw std::runtime_error("there is no " + name);
 }
 
 }  // namespace
+}  // namespace orvix::bench
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
+    using namespace orvix;
     OrvixLog::reporting_level() = OrvixLog::NONE;
-    const long iterations = take_iterations(argc, argv);
-    const auto add = [&](const std::string& name, auto work, const auto& sample) {
-        auto* b = benchmark::RegisterBenchmark(
-            name.c_str(), [=](benchmark::State& state) { work(state, sample); });
-        if (iterations > 0) b->Iterations(iterations);
-    };
-    for (const bench::sample& s : bench::samples()) {
-        add("parse/" + s.table, run_parse, s);
-        add("gate/" + s.table, run_gate, s);
-        add("floor/" + s.table, run_floor, s);
-#ifdef ORVIX_BENCH_PEER
-        if (bench::peer_decodes(s)) add("libdvbpsi/" + s.table, bench::run_peer, s);
-#endif
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    if (words.size() != 1 && words.size() != 3) {
+        std::fputs("usage: bench_sections broadcast|growing|FILE [WORK/CORPUS TIMES]\n", stderr);
+        return 2;
     }
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-    benchmark::RunSpecifiedBenchmarks();
+    const std::vector<bench::corpus> corpora = bench::corpora_of(words[0]);
+    if (words.size() == 1) {
+        bench::list(corpora);
+    } else {
+        bench::run(corpora, words[1], std::stol(words[2]));
+    }
     return 0;
+} catch (const std::exception& e) {
+    std::fprintf(stderr, "bench_sections: %s\n", e.what());
+    return 1;
 }

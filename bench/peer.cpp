@@ -1,4 +1,4 @@
-#include "peer.h"
+#include "work.h"
 
 extern "C" {
 #include <dvbpsi/dvbpsi.h>
@@ -23,7 +23,13 @@ extern "C" {
 
 #include <stream_writer.h>
 
-#include <stdexcept>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
 
 namespace orvix::bench {
 
@@ -32,7 +38,7 @@ namespace {
 constexpr std::uint8_t versions = 32;
 constexpr std::uint16_t pid = 0x11;
 
-struct peer {
+struct decoder {
     dvbpsi_t* handle = nullptr;
     std::uint64_t tables = 0;
 };
@@ -65,12 +71,12 @@ void decode(dvbpsi_descriptor_t* first) {
 }
 
 void on_pat(void* data, dvbpsi_pat_t* table) {
-    ++static_cast<peer*>(data)->tables;
+    ++static_cast<decoder*>(data)->tables;
     dvbpsi_pat_delete(table);
 }
 
 void on_pmt(void* data, dvbpsi_pmt_t* table) {
-    ++static_cast<peer*>(data)->tables;
+    ++static_cast<decoder*>(data)->tables;
     decode(table->p_first_descriptor);
     for (auto* es = table->p_first_es; es != nullptr; es = es->p_next) {
         decode(es->p_first_descriptor);
@@ -79,7 +85,7 @@ void on_pmt(void* data, dvbpsi_pmt_t* table) {
 }
 
 void on_sdt(void* data, dvbpsi_sdt_t* table) {
-    ++static_cast<peer*>(data)->tables;
+    ++static_cast<decoder*>(data)->tables;
     for (auto* service = table->p_first_service; service != nullptr; service = service->p_next) {
         decode(service->p_first_descriptor);
     }
@@ -87,7 +93,7 @@ void on_sdt(void* data, dvbpsi_sdt_t* table) {
 }
 
 void on_nit(void* data, dvbpsi_nit_t* table) {
-    ++static_cast<peer*>(data)->tables;
+    ++static_cast<decoder*>(data)->tables;
     decode(table->p_first_descriptor);
     for (auto* ts = table->p_first_ts; ts != nullptr; ts = ts->p_next) {
         decode(ts->p_first_descriptor);
@@ -96,7 +102,7 @@ void on_nit(void* data, dvbpsi_nit_t* table) {
 }
 
 void on_eit(void* data, dvbpsi_eit_t* table) {
-    ++static_cast<peer*>(data)->tables;
+    ++static_cast<decoder*>(data)->tables;
     for (auto* event = table->p_first_event; event != nullptr; event = event->p_next) {
         decode(event->p_first_descriptor);
     }
@@ -112,6 +118,7 @@ void on_subtable(dvbpsi_t* handle, std::uint8_t table_id, std::uint16_t extensio
             dvbpsi_sdt_attach(handle, table_id, extension, on_sdt, data);
             break;
         case 0x4E:
+        case 0x50:
             dvbpsi_eit_attach(handle, table_id, extension, on_eit, data);
             break;
         default:
@@ -119,7 +126,7 @@ void on_subtable(dvbpsi_t* handle, std::uint8_t table_id, std::uint16_t extensio
     }
 }
 
-void attach(peer& p, const sample& s) {
+void attach(decoder& p, const sample& s) {
     p.handle = dvbpsi_new(nullptr, DVBPSI_MSG_NONE);
     if (s.table == "PAT") {
         dvbpsi_pat_attach(p.handle, on_pat, &p);
@@ -131,7 +138,7 @@ void attach(peer& p, const sample& s) {
     }
 }
 
-void detach(peer& p, const sample& s) {
+void detach(decoder& p, const sample& s) {
     if (s.table == "PAT") {
         dvbpsi_pat_detach(p.handle);
     } else if (s.table == "PMT") {
@@ -160,31 +167,47 @@ std::vector<std::vector<test::bytes>> in_all_versions(const sample& s) {
     return all;
 }
 
+class peer : public work {
+public:
+    explicit peer(const sample& s) : sample_(s), packets_(in_all_versions(s)) {
+        attach(decoder_, s);
+    }
+    ~peer() override {
+        detach(decoder_, sample_);
+        if (decoder_.tables + 1 < sections_) {
+            std::fputs("libdvbpsi did not decode every section\n", stderr);
+            std::abort();
+        }
+    }
+    peer(const peer&) = delete;
+    peer& operator=(const peer&) = delete;
+
+    void run() override {
+        for (test::bytes& packet : packets_[sections_ % versions]) {
+            packet[3] = static_cast<std::uint8_t>((packet[3] & 0xF0u) | counter_);
+            counter_ = (counter_ + 1) % 16;
+            dvbpsi_packet_push(decoder_.handle, packet.data());
+        }
+        ++sections_;
+    }
+
+private:
+    sample sample_;
+    std::vector<std::vector<test::bytes>> packets_;
+    decoder decoder_;
+    unsigned int counter_ = 0;
+    std::uint64_t sections_ = 0;
+};
+
 }  // namespace
 
-bool peer_decodes(const sample& s) {
-    return s.table == "PAT" || s.table == "PMT" || s.table == "SDT" || s.table == "NIT" ||
-           s.table == "EIT";
+bool peer_decodes(const corpus& c) {
+    static const std::set<std::string> tables = {"PAT", "PMT", "SDT", "NIT", "EIT"};
+    return c.samples.size() == 1 && tables.count(c.samples.front().table) != 0;
 }
 
-void run_peer(benchmark::State& state, const sample& s) {
-    auto packets = in_all_versions(s);
-    peer p;
-    attach(p, s);
-    unsigned int counter = 0;
-    std::size_t version = 0;
-    std::uint64_t sections = 0;
-    for (auto _ : state) {
-        for (test::bytes& packet : packets[version]) {
-            packet[3] = static_cast<std::uint8_t>((packet[3] & 0xF0u) | counter);
-            counter = (counter + 1) % 16;
-            dvbpsi_packet_push(p.handle, packet.data());
-        }
-        version = (version + 1) % versions;
-        ++sections;
-    }
-    detach(p, s);
-    if (p.tables + 1 < sections) state.SkipWithError("libdvbpsi did not decode every section");
+std::unique_ptr<work> make_peer(const corpus& c) {
+    return std::make_unique<peer>(c.samples.front());
 }
 
 }  // namespace orvix::bench
