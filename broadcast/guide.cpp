@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "channel_number.h"
+
 namespace orvix::broadcast {
 
 using namespace si_parser;
@@ -139,23 +141,12 @@ guide::service* guide::find_or_add(const service_key& key, const stream_key& str
 }
 
 std::string guide::number_of(const service_key& key, const service& of) const {
-    constexpr std::uint32_t one_seg_pmt_pid = 0x1FC8;
-    constexpr std::uint32_t one_seg_kind = 3;
     const auto remote_control_key = remote_control_keys_.find(of.stream);
     if (remote_control_key == remote_control_keys_.end()) return "";
-
-    const std::uint32_t service_id = key.second;
-    const std::uint32_t number = service_id & 7;
-    const auto pid = pmt_pids_.find(service_id);
-    const bool has_one_seg_pid = pid != pmt_pids_.end() && pid->second >= one_seg_pmt_pid &&
-                                 pid->second < one_seg_pmt_pid + 8;
-    std::uint32_t minor = number + 1;
-    if (has_one_seg_pid) {
-        minor = 31 + pid->second - one_seg_pmt_pid;
-    } else if (pid == pmt_pids_.end() && (service_id >> 3 & 3) == one_seg_kind) {
-        minor = 31 + number;  // of another transport stream, whose PMTs are not here
-    }
-    return std::to_string(remote_control_key->second) + "." + std::to_string(minor);
+    const auto pid = pmt_pids_.find(key.second);
+    return channel_number(
+        remote_control_key->second, key.second,
+        pid == pmt_pids_.end() ? std::nullopt : std::optional<std::uint32_t>(pid->second));
 }
 
 std::vector<bound> guide::bounds() const {

@@ -12,8 +12,6 @@ namespace {
 constexpr std::uint16_t pat_pid = 0x0000;
 // Behind them come the PIDs that a PAT or PMT has to name.
 constexpr std::uint16_t last_reserved_pid = 0x002F;
-constexpr std::uint16_t first_one_seg_pid = 0x1FC8;
-constexpr std::uint16_t last_one_seg_pid = 0x1FCF;
 
 std::uint16_t pid_of(const section_feed::packet& p) {
     return static_cast<std::uint16_t>((p.bytes[1] & 0x1F) << 8 | p.bytes[2]);
@@ -40,7 +38,7 @@ multiplex::multiplex(std::string name, observer& to, const settings& how)
                  },
                  [this](std::uint16_t pid) { intake_.forget(pid); }}) {
     for (std::uint16_t pid = pat_pid; pid <= last_reserved_pid; ++pid) collector_.follow(pid);
-    for (std::uint16_t pid = first_one_seg_pid; pid <= last_one_seg_pid; ++pid) {
+    for (std::uint16_t pid = first_one_seg_pmt_pid; pid <= last_one_seg_pmt_pid; ++pid) {
         collector_.follow(pid);
     }
     for (const std::uint16_t pid : how_.pids) collector_.follow(pid);

@@ -17,8 +17,12 @@
 
 namespace orvix::broadcast {
 
-/// Whether a receiver of 1-seg services looks for a PMT on this PID, without a PAT.
-constexpr bool is_one_seg_pmt_pid(std::uint32_t pid) { return pid >= 0x1FC8 && pid <= 0x1FCF; }
+/// On these PIDs a receiver of 1-seg services looks for PMTs, without a PAT.
+constexpr std::uint32_t first_one_seg_pmt_pid = 0x1FC8;
+constexpr std::uint32_t last_one_seg_pmt_pid = 0x1FCF;
+constexpr bool is_one_seg_pmt_pid(std::uint32_t pid) {
+    return pid >= first_one_seg_pmt_pid && pid <= last_one_seg_pmt_pid;
+}
 
 /// What PAT and PMTs say about where the other tables are: the PIDs of the PMTs, and in them the
 /// streams that may carry AITs. A section costs what it adds and takes away, not what is known.
