@@ -1,13 +1,17 @@
 #include "display.h"
 
+#include <broadcast/utf8.h>
+
 #include <algorithm>
 #include <clocale>
 #include <cwchar>
 
-#include "utf8.h"
 #include "writers/hex.h"
 
 namespace orvix::si_inspect {
+
+using broadcast::first_character;
+using broadcast::utf8_character;
 
 namespace {
 

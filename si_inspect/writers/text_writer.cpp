@@ -4,6 +4,7 @@
 #include <broadcast/readings/readings.h>
 #include <broadcast/readings/refused_reading.h>
 #include <broadcast/refusal_outcome.h>
+#include <broadcast/utf8.h>
 
 #include <algorithm>
 #include <array>
@@ -14,7 +15,6 @@
 #include <vector>
 
 #include "display.h"
-#include "utf8.h"
 #include "writers/fields.h"
 
 namespace orvix::si_inspect {

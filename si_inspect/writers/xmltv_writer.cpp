@@ -1,13 +1,13 @@
 #include "writers/xmltv_writer.h"
 
 #include <broadcast/names.h>
+#include <broadcast/utf8.h>
 
 #include <array>
 #include <pugixml.hpp>
 #include <string>
 
 #include "display.h"
-#include "utf8.h"
 #include "writers/portuguese.h"
 
 namespace orvix::si_inspect {

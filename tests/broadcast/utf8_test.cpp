@@ -1,7 +1,7 @@
+#include <broadcast/utf8.h>
 #include <gtest/gtest.h>
-#include <utf8.h>
 
-namespace orvix::si_inspect {
+namespace orvix::broadcast {
 namespace {
 
 std::string encoded(char32_t code) {
@@ -53,4 +53,4 @@ TEST(Utf8, ADamagedCharacterEndsWhereAnotherMayBegin) {
 }
 
 }  // namespace
-}  // namespace orvix::si_inspect
+}  // namespace orvix::broadcast

@@ -1,6 +1,6 @@
 #include "utf8.h"
 
-namespace orvix::si_inspect {
+namespace orvix::broadcast {
 
 namespace {
 
@@ -98,4 +98,4 @@ std::string from_iso_8859_15(std::string_view bytes) {
     return utf8;
 }
 
-}  // namespace orvix::si_inspect
+}  // namespace orvix::broadcast
