@@ -121,6 +121,12 @@ constexpr entry stream_types[] = {
     {0x80, 0xFF, "user private"},
 };
 
+/// Where the coding or the multiplex does not matter.
+constexpr entry stream_kinds[] = {
+    {0x03, 0x04, "MPEG audio"}, {0x06, 0x06, "private PES"}, {0x0B, 0x0B, "data carousel"},
+    {0x0F, 0x0F, "AAC audio"},  {0x11, 0x11, "AAC audio"},
+};
+
 constexpr entry component_tags[] = {
     {0x00, 0x00, "main video"},     {0x01, 0x0F, "video"},
     {0x10, 0x10, "main audio"},     {0x11, 0x2F, "audio"},
@@ -251,6 +257,16 @@ constexpr unsigned int low_nibble(unsigned int byte) { return byte & 0xF; }
 std::string_view table_id(std::uint32_t value) { return lookup(table_ids, value); }
 std::string_view table_kind(std::uint32_t table_id) { return lookup(table_kinds, table_id, ""); }
 std::string_view stream_type(std::uint32_t value) { return lookup(stream_types, value); }
+std::string_view stream_kind(std::uint8_t stream_type, std::optional<std::uint8_t> component_tag) {
+    constexpr std::uint8_t private_pes = 0x06;
+    const std::uint8_t tag = component_tag.value_or(0);
+    const bool is_captions = (tag >= 0x30 && tag <= 0x37) || tag == 0x87;
+    const bool is_superimposed = (tag >= 0x38 && tag <= 0x3F) || tag == 0x88;
+    if (stream_type == private_pes && is_captions) return "captions";
+    if (stream_type == private_pes && is_superimposed) return "superimposed text";
+    return lookup(stream_kinds, stream_type, names::stream_type(stream_type));
+}
+
 std::string_view component_tag(std::uint32_t value) { return lookup(component_tags, value); }
 std::string_view stream_content(std::uint32_t value) {
     return lookup(stream_contents, low_nibble(value));

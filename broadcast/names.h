@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string_view>
 
 #include "short_text.h"
@@ -15,6 +16,8 @@ std::string_view table_id(std::uint32_t value);
 std::string_view table_kind(std::uint32_t table_id);
 
 std::string_view stream_type(std::uint32_t value);
+/// What a viewer gets of a stream, which its component_tag may say better: "captions".
+std::string_view stream_kind(std::uint8_t stream_type, std::optional<std::uint8_t> component_tag);
 std::string_view component_tag(std::uint32_t value);
 /// "video", "audio": by the lower four bits.
 std::string_view stream_content(std::uint32_t value);
