@@ -17,6 +17,7 @@ constexpr const char* description =
 
 constexpr const char* footer = R"(Examples:
   si_inspect capture.ts
+  si_inspect --show services capture.ts
   si_inspect --table sdt,nit capture.ts
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
   si_inspect --format xmltv --output guide.xml capture.ts
@@ -69,6 +70,9 @@ const std::map<std::string, output_format> formats = {{"text", output_format::te
                                                       {"json", output_format::json},
                                                       {"xmltv", output_format::xmltv},
                                                       {"sections", output_format::sections}};
+
+const std::map<std::string, view_choice> views = {{"tables", view_choice::tables},
+                                                  {"services", view_choice::services}};
 
 const std::map<std::string, color_choice> color_choices = {{"auto", color_choice::automatic},
                                                            {"always", color_choice::always},
@@ -145,6 +149,7 @@ public:
         if (!limit_.empty()) options_.limit = parse_number("--limit", limit_, 1, largest_limit);
         if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
         if (options_.output == "-") options_.output.clear();
+        check_view();
         const bool has_place_for_totals =
             options_.format == output_format::text || options_.format == output_format::json;
         if (options_.totals && !has_place_for_totals) {
@@ -159,6 +164,21 @@ public:
     }
 
 private:
+    /// Refuses what the view has no use for. Without --show the format says which view it is.
+    void check_view() {
+        const bool shows_one_thing =
+            options_.format == output_format::xmltv || options_.format == output_format::sections;
+        if (shows_one_thing && app_.count("--show") != 0) {
+            throw CLI::ValidationError("--show", "the formats xmltv and sections leave no choice");
+        }
+        if (options_.format == output_format::xmltv) options_.show = view_choice::guide;
+        if (options_.show != view_choice::services) return;
+        for (const char* const option : {"--table", "--pid", "--all", "--limit"}) {
+            if (app_.count(option) == 0) continue;
+            throw CLI::ValidationError(option, "is for tables, not for --show services");
+        }
+    }
+
     void add_inputs() {
         app_.add_option("FILE", options_.inputs,
                         "Transport streams with packets of 188, 192 or 204 bytes; '-' or none is "
@@ -173,6 +193,9 @@ private:
 
     void add_filters() {
         const std::string group = "What is shown";
+        add_choice(app_, "--show", options_.show, views, "VIEW",
+                   "tables (the default), or services for what a viewer can tune to")
+            ->group(group);
         add_list(app_, "--table", tables_, "Only these tables; all but those behind a '!'")
             ->type_name("TABLE")
             ->transform(CLI::Validator(table_name, ""))

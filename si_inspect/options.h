@@ -12,6 +12,7 @@
 
 namespace orvix::si_inspect {
 
+enum class view_choice : std::uint8_t { tables, services, guide };
 enum class output_format : std::uint8_t { text, json, xmltv, sections };
 enum class color_choice : std::uint8_t { automatic, always, never };
 
@@ -21,6 +22,7 @@ struct options {
     bool sections = false;            ///< the inputs are bare sections, not packets
     bool check_crc = true;
 
+    view_choice show = view_choice::tables;
     std::set<std::string> tables;  ///< names as in names::table_kind; empty: all
     std::set<std::string> tables_left_out;
     std::set<std::uint16_t> pids;      ///< empty: all

@@ -21,7 +21,8 @@
 #include "interruption.h"
 #include "output.h"
 #include "progress.h"
-#include "tables_view.h"
+#include "views/services_view.h"
+#include "views/tables_view.h"
 #include "writers/json_writer.h"
 #include "writers/sections_writer.h"
 #include "writers/text_writer.h"
@@ -106,6 +107,10 @@ public:
         bar_->hide();
         to_->refused(where, what);
     }
+    void services(const std::string& file, const told_services& all) override {
+        bar_->hide();
+        to_->services(file, all);
+    }
     std::vector<bound> bounds() const override { return to_->bounds(); }
     void finish(const totals* counts) override { to_->finish(counts); }
 
@@ -126,12 +131,11 @@ public:
           to_(how.output.empty() ? std::make_unique<output>()
                                  : std::make_unique<output>(how.output)),
           writer_(make_writer(how, *to_), bar_),
-          view_(how, writer_,
-                [this](const place& where, const refusal& what) { report(where, what); }) {}
+          view_(make_view()) {}
 
     int all() {
         for (const std::string& path : inputs_of(how_)) {
-            if (view_.is_done()) break;
+            if (view_->is_done()) break;
             if (interruption::happened()) {
                 if (cut_short_.empty()) cut_short_ = input::name_of(path);
                 break;
@@ -146,27 +150,40 @@ public:
         }
         finish();
         if (failed_) return exit_input;
-        return how_.strict && !view_.counts().complete() ? exit_incomplete : exit_ok;
+        return how_.strict && !view_->counts().complete() ? exit_incomplete : exit_ok;
     }
 
 private:
+    std::unique_ptr<view> make_view() {
+        const auto report_refusal = [this](const place& where, const refusal& what) {
+            report(where, what);
+        };
+        if (how_.show != view_choice::services) {
+            return std::make_unique<tables_view>(how_, writer_, report_refusal);
+        }
+        return std::make_unique<services_view>(
+            how_.services, writer_, report_refusal,
+            [this](const std::string& sentence) { notice(sentence); });
+    }
+
     void one(const std::string& path) {
         input from(path);
         const bool several = how_.inputs.size() > 1;
-        view_.begin_input();
         show_progress_of(from);
         const std::string file = several ? path : std::string();
+        view_->begin_input(file);
         const intake_settings intake = {how_.check_crc, how_.all, &interruption::happened()};
         if (how_.sections) {
-            bare_sections sections(file, view_, intake);
+            bare_sections sections(file, *view_, intake);
             const std::uint64_t bytes = read_all(from, sections, "section that can be decoded");
             if (sections.admitted() == 0)
                 complain_of(from, bytes, "no section that can be decoded");
         } else {
-            multiplex stream(file, view_, {intake, how_.pids});
+            multiplex stream(file, *view_, {intake, how_.pids});
             const std::uint64_t bytes = read_all(from, stream, "packet");
             if (stream.reader().packets() == 0) complain_of(from, bytes, "not a transport stream");
         }
+        view_->end_input();
     }
 
     static std::uint64_t found_by(const multiplex& stream) { return stream.reader().packets(); }
@@ -185,7 +202,7 @@ private:
                 to.filled(count);
                 bar_->update(bytes);
                 tell(to.bounds());
-                tell({view_.different_refusals()});
+                tell(view_->bounds());
                 tell(writer_.bounds());
                 if (from.size()) continue;
                 if (const auto mebibytes = nothing.update(count, found_by(to))) {
@@ -194,7 +211,8 @@ private:
                 }
             }
         } catch (const input_error&) {
-            view_.counts().add(to);
+            view_->counts().add(to);
+            if (found_by(to) > 0) view_->end_input();
             throw;
         }
         // What the user has cut short is not lost.
@@ -204,7 +222,7 @@ private:
         // A stream may end at any time, a file only where it ends.
         if (interruption::happened() && from.size()) cut_short_ = from.name();
         if (found_by(to) > 0) any_read_ = true;
-        view_.counts().add(to);
+        view_->counts().add(to);
         bar_->hide();
         return bytes;
     }
@@ -224,7 +242,7 @@ private:
     }
 
     /// Whether the user wants no more.
-    bool is_over() const { return interruption::happened() || view_.is_done(); }
+    bool is_over() const { return interruption::happened() || view_->is_done(); }
 
     /// Nothing was found, and the user did not stop it.
     static void complain_of(const input& from, std::uint64_t bytes, const std::string& what) {
@@ -242,7 +260,9 @@ private:
 
     /// In the formats that have no place for it.
     void report(const place& where, const refusal& what) {
-        if (how_.quiet || how_.format == output_format::json) return;
+        const bool is_in_output =
+            how_.format == output_format::json && how_.show == view_choice::tables;
+        if (how_.quiet || is_in_output) return;
         if (!reports_.admits(reported_)) return tell({reports_});
         ++reported_;
         std::string found = where.file.empty() ? "" : printable(where.file) + ": ";
@@ -252,8 +272,8 @@ private:
     }
 
     void finish() {
-        totals& counts = view_.counts();
-        counts.add({view_.different_refusals()});
+        totals& counts = view_->counts();
+        counts.add(view_->bounds());
         counts.add(writer_.bounds());
         if (const auto reason = why_not_written()) {
             complain(*reason + ", so " + to_->name() + " is not written");
@@ -277,7 +297,7 @@ private:
     std::unique_ptr<output> to_;
     std::unique_ptr<progress> bar_ = std::make_unique<progress>();
     writer_over_progress writer_;
-    tables_view view_;
+    std::unique_ptr<view> view_;
     std::set<std::string_view> told_bounds_;
     // With --all each is told, but nobody reads more.
     bound reports_ = {"lines about refusals", 1'000};

@@ -7,6 +7,7 @@ _si_inspect() {
     local IFS=$' \t\n'
 
     case $before in
+        --show) mapfile -t COMPREPLY < <(compgen -W "tables services" -- "$word") ;;
         --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
         --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv sections" -- "$word") ;;
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;
@@ -17,8 +18,8 @@ _si_inspect() {
         --pid | --service | --limit | --utc-offset | --log-category) COMPREPLY=() ;;
         *)
             if [[ $before != --output && $word == -* ]]; then
-                local options="--help --version --sections --no-crc --table --pid --service --all
-                    --limit --format --output --utc-offset --color --totals --quiet
+                local options="--help --version --sections --no-crc --show --table --pid --service
+                    --all --limit --format --output --utc-offset --color --totals --quiet
                     --strict --log-level --log-category"
                 mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
             else

@@ -5,6 +5,7 @@
 #include <broadcast/refusal_outcome.h>
 
 #include "writers/json_line.h"
+#include "writers/services_json.h"
 
 namespace orvix::si_inspect {
 
@@ -123,6 +124,10 @@ void json_writer::refused(const place& where, const refusal& what) {
     line_->hex({reinterpret_cast<const char*>(what.section), what.size});
     line_->end_object();
     line_->write(to_);
+}
+
+void json_writer::services(const std::string& file, const told_services& all) {
+    write_services(*line_, to_, file, all);
 }
 
 void json_writer::finish(const totals* counts) {

@@ -16,6 +16,7 @@
 
 #include "display.h"
 #include "writers/fields.h"
+#include "writers/services_text.h"
 
 namespace orvix::si_inspect {
 
@@ -600,6 +601,11 @@ void text_writer::refused(const place& where, const refusal& what) {
     block_->remark("refused", what.why.text());
     if (is_well_formed(what)) block_->remark("the section", "is well formed");
     block_->remark("the receiver", refusal_outcome(what.why));
+    block_->write(to_);
+}
+
+void text_writer::services(const std::string& file, const told_services& all) {
+    block_->append(services_text(file, all, how_));
     block_->write(to_);
 }
 

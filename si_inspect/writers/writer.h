@@ -2,7 +2,9 @@
 
 #include <broadcast/bound.h>
 #include <broadcast/observer.h>
+#include <broadcast/services.h>
 
+#include <string>
 #include <vector>
 
 #include "totals.h"
@@ -20,6 +22,8 @@ public:
     /// A section that has a table.
     virtual void table(const broadcast::sighting& seen) = 0;
     virtual void refused(const broadcast::place& /*where*/, const broadcast::refusal& /*what*/) {}
+    /// The services of an input; `file` is empty where only one input is read.
+    virtual void services(const std::string& /*file*/, const broadcast::told_services& /*all*/) {}
     /// Of what it keeps until it is written.
     virtual std::vector<broadcast::bound> bounds() const { return {}; }
     /// Called last, once. `counts` is null unless the totals are to stand in the output.

@@ -3,7 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <small_broadcast.h>
-#include <tables_view.h>
+#include <views/tables_view.h>
 #include <writers/fields.h>
 
 #include <algorithm>
@@ -235,7 +235,7 @@ TEST_F(TablesView, ShowsAThousandDifferentRefusalsAndCountsTheOthers) {
     feed(from, all.data(), all.size());
     from.end();
     EXPECT_EQ(writer.noted.size(), 1'000u);
-    EXPECT_EQ(view.different_refusals().left_out, 10u);
+    EXPECT_EQ(view.bounds().at(0).left_out, 10u);
     EXPECT_EQ(view.counts().refused[0x0011][section_feed::verdict::crc_mismatch], 1'011u);
 }
 

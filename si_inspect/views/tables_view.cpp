@@ -1,4 +1,4 @@
-#include "tables_view.h"
+#include "views/tables_view.h"
 
 #include <broadcast/names.h>
 #include <broadcast/programs.h>
@@ -12,8 +12,6 @@ using namespace broadcast;
 using namespace si_parser;
 
 namespace {
-
-std::uint16_t pid_of(const place& where) { return where.pid.value_or(totals::no_pid); }
 
 /// Whether a table speaks of one of the wanted services, or of all services.
 class concerns_any {
@@ -66,41 +64,26 @@ bool tables_view::is_wanted(const place& where, std::uint32_t table_id) const {
            how_.tables_left_out.count(table) == 0;
 }
 
-void tables_view::section(const sighting& seen) {
+bool tables_view::show(const sighting& seen) {
+    if (seen.table == nullptr || (!seen.is_new && !how_.all)) return false;
     const std::uint8_t table_id = seen.bytes[0];
-    totals::table_counts& counts = counts_.tables[names::table_kind(table_id)];
-    ++counts.sections;
-    if (!seen.is_new && !how_.all) return;
-    if (seen.table == nullptr) {
-        if (seen.is_new) ++counts_.passed_over;
-        return;
-    }
     // Time is watched also where nobody wants to see it now: news is what differs from the last.
     const bool is_time =
         names::table_kind(table_id) == "tdt" || names::table_kind(table_id) == "tot";
-    if (is_time && !passing_time_.is_news(seen) && !how_.all) return;
-    if (is_done() || !is_wanted(seen.where, table_id) || !concerns(seen, how_.services)) return;
+    if (is_time && !passing_time_.is_news(seen) && !how_.all) return false;
+    if (is_done() || !is_wanted(seen.where, table_id)) return false;
+    if (!concerns(seen, how_.services)) return false;
     to_.table(seen);
-    ++counts.shown;
     ++shown_;
+    return true;
 }
 
-bool tables_view::is_new(const place& where, const section_feed::gate_result& why) {
-    const refusal_key key = {pid_of(where), why.why, why.field, why.byte, why.value, why.limit};
-    return refusals_.count(key) == 0 && different_refusals_.admits(refusals_.size()) &&
-           refusals_.insert(key).second;
+bool tables_view::wants_refusal(const place& where, const refusal& what) const {
+    return is_wanted(where, what.section[0]);
 }
 
-void tables_view::refused(const place& where, const refusal& what) {
-    if (what.why.why == section_feed::verdict::not_decoded) {
-        ++counts_.not_decoded[pid_of(where)][what.section[0]];
-        return;
-    }
-    ++counts_.refused[pid_of(where)][what.why.why];
-    if (is_done() || !is_wanted(where, what.section[0])) return;
-    if (!is_new(where, what.why) && !how_.all) return;
+void tables_view::show_refusal(const place& where, const refusal& what) {
     to_.refused(where, what);
-    report_refusal_(where, what);
 }
 
 }  // namespace orvix::si_inspect
