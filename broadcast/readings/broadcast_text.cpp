@@ -62,7 +62,9 @@ std::string broadcast_text(span bytes) {
     text.reserve(bytes.size());
     for (std::size_t i = 0; i < bytes.size(); ++i) {
         const unsigned int byte = bytes.u8(i);
-        if (byte == escape) {
+        if (byte >= ' ' && byte <= '~') {  // nearly every byte of a text
+            text += static_cast<char>(byte);
+        } else if (byte == escape) {
             if (++i == bytes.size()) break;
             if (const char* const own = symbol(bytes.u8(i))) {
                 text += own;

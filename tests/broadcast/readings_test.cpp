@@ -170,6 +170,16 @@ TEST_F(Readings, ServicesAreMatchedWithTheirEntriesAlsoWhereTheirNumbersRepeat) 
     }
 }
 
+TEST_F(Readings, AServiceWithoutDescriptorsIsNotTakenForOneOfTheSameNumberWithSome) {
+    const bytes named = describe_service(1, "", "a");
+    EXPECT_THAT(differences_of(
+                    sdt_of(flagged_service(0x5C20, 0xC3, named) + flagged_service(0x5C20, 0xC0))),
+                testing::SizeIs(2));
+    EXPECT_THAT(differences_of(
+                    sdt_of(flagged_service(0x5C20, 0xC3, named) + flagged_service(0x5C20, 0xC3))),
+                IsEmpty());
+}
+
 // --- Texts ---
 
 TEST_F(Readings, LettersThatTheReceiverShowsOtherwiseAreShownAsSent) {
@@ -229,12 +239,23 @@ TEST_F(Readings, AnEscapeThatEndsATextTakesTheByteBehindIt) {
     EXPECT_THAT(differences_of(sdt_with(describe_service(1, "a\x1D", name))),
                 ElementsAre("/services/0/descriptors/0/service_provider_name = \"a\", otherwise, "
                             "visible: the receiver shows other letters"));
+    EXPECT_THAT(differences_of(sdt_with(describe_service(1, "a\n\x1D", name))),
+                ElementsAre(testing::EndsWith("among them, and shows other letters")));
     EXPECT_THAT(differences_of(sdt_with(describe_service(1, "a\x1D", "b"))), IsEmpty());
 }
 
 TEST_F(Readings, DescriptorsWhoseLengthsDoNotFitSayNothingOfTheBroadcast) {
     const bytes overlong = descriptor(0x48, {0x01, 0x00, 0x05, 0xBC});
     EXPECT_THAT(differences_of(sdt_with(overlong + descriptor(0xC0, bytes(8)))), IsEmpty());
+}
+
+TEST_F(Readings, ADescriptorThatItsLoopCutsOffSaysNothingOfTheBroadcast) {
+    // The receiver takes the last letter from the stream behind the loop.
+    bytes cut = describe_service(1, "", "a\xBC");
+    cut.pop_back();
+    EXPECT_THAT(differences_of(
+                    nit_section(1, {}, transport_stream(1, 1, cut) + transport_stream(0xBC00, 1))),
+                IsEmpty());
 }
 
 // --- PMT ---
@@ -474,6 +495,8 @@ TEST_F(Readings, ATableOfSeveralSectionsIsOneTable) {
                 ElementsAre(sections + "visible" + why));
     EXPECT_THAT(differences_of(eit_section({}, {}, header)),
                 ElementsAre(sections + "hidden" + why));
+    header.last_section_number = 1;
+    EXPECT_EQ(differences_of(eit_section({}, {}, header)).size(), 1u);
     EXPECT_THAT(differences_of(pat_section(1, {})), IsEmpty());
     EXPECT_THAT(differences_of(eit_section({}, {})), IsEmpty());
 }
@@ -515,6 +538,16 @@ TEST_F(Readings, TheAitHasNamesOfItsOwn) {
                             "table behind 0: 64 reserved, 1 bytes <61>"));
     EXPECT_THAT(skipped_of(pmt_section(1, 2, descriptor(0x05, raw("HDMV")), {})),
                 ElementsAre("table behind 0: 5 registration, 4 bytes <48444d56>"));
+}
+
+TEST_F(Readings, ASkippedDescriptorIsToldFromAKnownOneOfItsTag) {
+    EXPECT_THAT(skipped_of(ait_section(9,
+                                       describe_transport_protocol(0x0003, 1, {}, {}) +
+                                           describe_object_carousel(1, 0x40) +
+                                           describe_transport_protocol(0x0003, 2, {}, {}),
+                                       {})),
+                ElementsAre("table behind 0: 2 transport protocol, 4 bytes <0003017f>",
+                            "table behind 1: 2 transport protocol, 4 bytes <0003027f>"));
 }
 
 TEST_F(Readings, ADescriptorThatItsLoopCutsOffKeepsTheBytesThatAreThere) {
