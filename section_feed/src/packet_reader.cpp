@@ -204,7 +204,8 @@ packet_reader::candidate packet_reader::find_lone_run(std::size_t from) const {
             lone = weigh(at, size, sync_bytes_of_a_lock);
         }
     }
-    lone.is_run = lone.weight >= 2 * static_cast<int>(sync_bytes_of_a_lock);
+    // Two for a header that is possible; a counter that jumps takes both.
+    lone.is_run = lone.impossible == 0 && lone.weight >= 2 * static_cast<int>(sync_bytes_of_a_lock);
     return lone;
 }
 

@@ -450,6 +450,23 @@ TEST(SectionCollector, LosesTheSectionThatAnAnnouncedJumpCuts) {
     EXPECT_THAT(r.drops(), ElementsAre(drop("unfinished", 1)));
 }
 
+TEST(SectionCollector, DoesNotJoinASectionOverAnAnnouncedJump) {
+    adaptation_field announcing;
+    announcing.discontinuity_indicator = true;
+    const bytes section = sized_pat(1, 300);
+    for (const bool with_payload : {true, false}) {
+        stream_writer stream;
+        stream.packet(pid, true, pointed(0, part(section, 0, 183))).skip_counter(pid, 5);
+        if (!with_payload) stream.packet_without_payload(pid, announcing);
+        stream.packet(pid, false, part(section, 183, 300), announcing);
+        if (!with_payload) stream.last_packet()[5] = 0;  // announced already
+        receiver r;
+        r.push(stream).finish();
+        EXPECT_THAT(r.sections, IsEmpty());
+        EXPECT_THAT(r.drops(), ElementsAre(drop("unfinished", 1)));
+    }
+}
+
 TEST(SectionCollector, KeepsTheSectionWhereAnAnnouncedJumpDoesNotCome) {
     adaptation_field announcing;
     announcing.discontinuity_indicator = true;
@@ -500,6 +517,17 @@ TEST(SectionCollector, DropsPacketsWithATransportError) {
     r.push(stream).finish();
     EXPECT_THAT(r.sections, IsEmpty());
     EXPECT_THAT(r.drops(), ElementsAre(drop("transport_error", 1)));
+}
+
+TEST(SectionCollector, DoesNotJoinASectionOverAPacketWithATransportError) {
+    stream_writer stream;
+    stream.section(pid, sized_pat(1, 1000)).section(pid, sized_pat(2));
+    set_transport_error_indicator(stream.packets()[2]);
+    receiver r;
+    r.push(stream).finish();
+    EXPECT_THAT(r.sections, ElementsAre(sized_pat(2)));
+    EXPECT_THAT(r.refused, IsEmpty());
+    EXPECT_THAT(r.drops(), ElementsAre(drop("transport_error", 1), drop("discontinuity", 1)));
 }
 
 TEST(SectionCollector, DropsScrambledPackets) {
