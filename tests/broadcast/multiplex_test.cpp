@@ -198,6 +198,25 @@ TEST_F(Multiplex, GivesUpTheApplicationsThatANewPmtDoesNotName) {
     EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0110", "pmt 0x0110", "ait 0x0141"));
 }
 
+TEST_F(Multiplex, GivesUpTheProgrammesOfSectionsThatANewVersionLacks) {
+    const bytes first = program(hd_service, hd_pmt_pid);
+    stream_writer stream;
+    stream.section(0x0000, pat_section(multiplex_id, first, {0, 1, 0, 1}))
+        .section(0x0000, pat_section(multiplex_id, program(1, 0x0120), {0, 1, 1, 1}))
+        .section(0x0000, pat_section(multiplex_id, first, {1, 1, 0, 0}))
+        .section(0x0120, pmt_section(1, 0x0100, {}, {}));
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pat 0x0000", "pat 0x0000"));
+}
+
+TEST_F(Multiplex, GivesUpTheProgrammesThatASectionOfTheSameVersionListsNoMore) {
+    const bytes first = program(hd_service, hd_pmt_pid);
+    stream_writer stream;
+    stream.section(0x0000, pat_section(multiplex_id, first + program(1, 0x0120)))
+        .section(0x0000, pat_section(multiplex_id, first))
+        .section(0x0120, pmt_section(1, 0x0100, {}, {}));
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pat 0x0000"));
+}
+
 TEST_F(Multiplex, TakesAPmtOnlyFromThePidThatThePatNamesForIt) {
     stream_writer stream;
     stream

@@ -51,6 +51,15 @@ TEST_F(Repeats, DifferInTheirSizeAlone) {
     EXPECT_TRUE(is_new(section));
 }
 
+TEST_F(Repeats, AreThoseOfTheCurrentAndOfTheNextVersionEach) {
+    const bytes current = long_section(0x74, 1, {1}, {0, 1});
+    const bytes next = long_section(0x74, 1, {2}, {1, 0});
+    EXPECT_TRUE(is_new(current));
+    EXPECT_TRUE(is_new(next));
+    EXPECT_FALSE(is_new(current));
+    EXPECT_FALSE(is_new(next));
+}
+
 TEST_F(Repeats, AreForgottenByPid) {
     is_new(with_extension(1));
     is_new(with_extension(1), pid + 1);
