@@ -297,6 +297,7 @@ void services::take_table(const ait& section, const sighting& seen) {
         ++table.applications;
         ++applications_;
     }
+    if (in_place.empty()) table.sections.erase(section.section_number);
     if (table.applications == 0) aits_.erase(key);
 }
 

@@ -474,6 +474,27 @@ TEST_F(Services, BeyondTheBoundAreLeftOutAndCounted) {
     EXPECT_EQ(taker.all.told().services[0].name, "Manacá HD") << "there is room again";
 }
 
+TEST_F(Services, HaveNoMoreApplicationsThanTheBound) {
+    bytes applications;
+    for (std::uint16_t id = 1; id <= 5; ++id) {
+        applications = std::move(applications) + named_application(id, "Jogo");
+    }
+    stream_writer stream = pat_and_pmt(elementary_stream(0x05, ait_pid));
+    for (int number = 0; number < 256; ++number) {
+        const auto section_number = static_cast<std::uint8_t>(number);
+        stream.section(ait_pid, ait_section(0x0009, {}, applications, {0, 1, section_number, 255}));
+    }
+    taking_observer taker;
+    multiplex from("", taker, {});
+    push(from, stream.stream());
+    from.end();
+    const told_services told = taker.all.told();
+    EXPECT_EQ(told.services.at(0).applications.value().size(), 1000u);
+    EXPECT_EQ(taker.all.bounds().at(3).what, "applications");
+    EXPECT_EQ(taker.all.bounds().at(3).left_out, 256u * 4 + 256u - 1000u)
+        << "the receiver sees each of the five";
+}
+
 /// Everything that an answer holds.
 std::size_t size_of(const told_services& told) {
     std::size_t size = told.services.size();
