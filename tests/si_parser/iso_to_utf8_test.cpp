@@ -187,7 +187,7 @@ TEST(IsoToUtf8String, ConvertsRunsOfMixedBytesAsTheirBytesOneByOne) {
     for (int run_number = 0; run_number < 20000; ++run_number) {
         bytes run;
         std::string expected;
-        for (std::size_t left = run_number % 40; left > 0; --left) {
+        for (int left = run_number % 40; left > 0; --left) {
             state = state * 1664525u + 1013904223u;
             auto byte = static_cast<std::uint8_t>(state >> 24);
             if (state >> 22 & 1) byte = static_cast<std::uint8_t>(0x20 + byte % 0x60);
