@@ -218,6 +218,15 @@ TEST_F(Services, OfOneSegAreThereBesideThoseOfThePat) {
     EXPECT_FALSE(moved.streams);
 }
 
+TEST_F(Services, TakeNoPmtFromAnotherPidThanThePatNames) {
+    stream_writer stream;
+    stream.section(0x0000, pat_of_hd_only(0))
+        .section(0x1FC8, pmt_of_hd(elementary_stream(0x1B, 0x0111)));
+    const told_service hd = services_of(stream).services.at(0);
+    EXPECT_THAT(hd.program_map_pid, Optional(hd_pmt_pid));
+    EXPECT_FALSE(hd.streams);
+}
+
 TEST_F(Services, OfOneSegMayShareAPid) {
     const std::uint16_t another = 0x5C39;
     stream_writer stream;
