@@ -587,6 +587,14 @@ TEST_F(Readings, BodiesThatEngineersAskForAreInFields) {
                     "additional_data_component_info: <>}"));
 }
 
+TEST_F(Readings, UhfChannelsEndWith69) {
+    const lines found = skipped_of(nit_with(descriptor(0xFA, {0, 0, 0x15, 0xF6, 0x16, 0x20}), {}));
+    EXPECT_THAT(found,
+                ElementsAre(testing::EndsWith("[{frequency: 5622 (803.143 MHz), UHF_channel: "
+                                              "69}, {frequency: 5664 (809.143 MHz), "
+                                              "UHF_channel: null}]}")));
+}
+
 TEST_F(Readings, AudioComponentsMayHaveASecondLanguage) {
     const auto audio = [](std::uint8_t flags, const std::string& languages) {
         return skipped_of(
