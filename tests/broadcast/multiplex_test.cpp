@@ -26,6 +26,7 @@ std::string in_hex(std::uint16_t pid) {
 class noting_observer : public observer {
 public:
     void section(const sighting& seen) override {
+        if (!seen.is_new && seen.table != nullptr) ++decoded_repeats;
         if (!seen.is_new || seen.table == nullptr) return;
         noted.push_back(std::string(names::table_kind(seen.bytes[0])) + ' ' +
                         in_hex(*seen.where.pid));
@@ -51,6 +52,7 @@ public:
     std::vector<std::optional<double>> seconds;
     std::vector<std::string> faults;
     std::size_t references = 0;
+    std::size_t decoded_repeats = 0;
     std::size_t enough = 1'000'000;
 };
 
@@ -156,6 +158,36 @@ TEST_F(Multiplex, LooksForEarlyPmtsUntilAWholePatIsThere) {
     EXPECT_THAT(shown(after_a_whole_one), ElementsAre("pat 0x0000", "pat 0x0000"));
 }
 
+TEST_F(Multiplex, TakesEarlyPmtsAlsoBehindOtherBytesAndNothingElseFromTheirPids) {
+    const bytes behind_three_bytes = bytes{3, 0xAA, 0xAA, 0xAA} + hd_pmt();
+    stream_writer stream;
+    stream.packet(hd_pmt_pid, true, behind_three_bytes)
+        .section(hd_pmt_pid, sdt())
+        .section(0x0000, pat());
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x0110"));
+}
+
+TEST_F(Multiplex, LooksForEarlyPmtsOnAsManyPidsAsAMultiplexMayHave) {
+    constexpr std::uint16_t most = 256;
+    stream_writer stream;
+    for (std::uint16_t i = 0; i <= most; ++i) {
+        stream.section(static_cast<std::uint16_t>(0x0100 + i), pmt_section(i, 0x0100, {}, {}));
+    }
+    stream.section(0x0000, pat_section(multiplex_id, program(most - 1, 0x0100 + most - 1) +
+                                                         program(most, 0x0100 + most)));
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pmt 0x01FF"));
+}
+
+TEST_F(Multiplex, KeepsAsManyEarlyPmtsAsMayComeBeforeAPat) {
+    constexpr std::size_t most = 4'096;
+    stream_writer stream;
+    for (std::uint16_t i = 0; i < most + 4; ++i) {
+        stream.section(hd_pmt_pid, pmt_section(i, 0x0100, {}, {}));
+    }
+    stream.section(0x0000, pat());
+    EXPECT_EQ(shown(stream).size(), 1 + most);
+}
+
 TEST_F(Multiplex, WaitsOnlySoLongForThePatOfEarlyPmts) {
     const auto pat_after = [](std::size_t packets) {
         stream_writer stream;
@@ -183,6 +215,34 @@ TEST_F(Multiplex, FollowsAPidAsLongAsOneProgrammeRefersToIt) {
         .section(0x0120, pmt_of(2, 2));
     EXPECT_THAT(shown(stream),
                 ElementsAre("pat 0x0000", "pat 0x0000", "pmt 0x0110", "pat 0x0000", "pmt 0x0120"));
+}
+
+TEST_F(Multiplex, GivesUpNoPidThatIsReservedForTables) {
+    const bytes naming_the_events = pat_section(multiplex_id, program(1, 0x0012));
+    stream_writer stream;
+    stream.section(0x0000, naming_the_events)
+        .section(0x0000, pat_section(multiplex_id, program(1, 0x0120), {1}))
+        .section(0x0012, eit());
+    EXPECT_THAT(shown(stream), ElementsAre("pat 0x0000", "pat 0x0000", "eit 0x0012"));
+}
+
+TEST_F(Multiplex, DecodesRepeatsOnlyWhenAsked) {
+    stream_writer stream;
+    stream.section(0x0011, sdt()).section(0x0011, sdt());
+    shown(stream);
+    EXPECT_EQ(to.decoded_repeats, 0u);
+    how.decode_repeats = true;
+    shown(stream);
+    EXPECT_EQ(to.decoded_repeats, 1u);
+}
+
+TEST_F(Multiplex, TakesNothingBehindTheRefusalThatIsEnough) {
+    bytes damaged = sdt();
+    damaged.back() ^= 1;
+    to.enough = 1;
+    stream_writer stream;
+    stream.section(0x0011, damaged).section(0x0011, sdt());
+    EXPECT_THAT(shown(stream), ElementsAre("crc_mismatch 0x0011"));
 }
 
 TEST_F(Multiplex, GivesUpTheApplicationsThatANewPmtDoesNotName) {

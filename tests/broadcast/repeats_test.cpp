@@ -60,6 +60,16 @@ TEST_F(Repeats, AreThoseOfTheCurrentAndOfTheNextVersionEach) {
     EXPECT_FALSE(is_new(next));
 }
 
+TEST_F(Repeats, AreToldApartByTheNetworkAndTheStreamThatTheyDescribe) {
+    const auto eit = [](std::uint16_t stream, std::uint16_t network) {
+        return eit_section({0x4F, 1, stream, network, 0, 0x4F}, {});
+    };
+    const std::vector<bytes> sections = {sdt_section(1, 1, {}), sdt_section(1, 2, {}), eit(1, 1),
+                                         eit(2, 1), eit(1, 2)};
+    for (const bytes& section : sections) EXPECT_TRUE(is_new(section));
+    for (const bytes& section : sections) EXPECT_FALSE(is_new(section));
+}
+
 TEST_F(Repeats, AreForgottenByPid) {
     is_new(with_extension(1));
     is_new(with_extension(1), pid + 1);
@@ -86,8 +96,11 @@ TEST_F(Repeats, StayRightWhereMorePlacesComeThanAreRemembered) {
 
 TEST_F(Repeats, OfTimesAreAlwaysNew) {
     const bytes tdt = {0x70, 0x70, 0x05, 0xC0, 0x79, 0x12, 0x45, 0x00};
-    EXPECT_TRUE(is_new(tdt));
-    EXPECT_TRUE(is_new(tdt));
+    const bytes tot = tot_section(utc_time(61365, 0x120000), {});
+    for (const bytes& time : {tdt, tot}) {
+        EXPECT_TRUE(is_new(time));
+        EXPECT_TRUE(is_new(time));
+    }
 }
 
 }  // namespace

@@ -144,7 +144,7 @@ TEST_F(TablesView, ShowsNothingOfASectionThatTheLibraryPassesOver) {
     without_syntax[1] = static_cast<std::uint8_t>(without_syntax[1] & 0x7F);
     repair_crc(without_syntax);
     stream_writer stream;
-    stream.section(0x0011, sdt()).section(0x0011, without_syntax);
+    stream.section(0x0011, sdt()).section(0x0011, without_syntax).section(0x0011, without_syntax);
     EXPECT_THAT(shown(stream), ElementsAre("sdt 0x0011"));
     EXPECT_EQ(counts.passed_over, 1u);
 }
@@ -157,6 +157,17 @@ TEST_F(TablesView, ShowsEachDifferentRefusalOnceAndCountsAll) {
     EXPECT_THAT(shown(stream), ElementsAre("refused 0x0011 crc_mismatch", "sdt 0x0011"));
     EXPECT_EQ(counts.refused[0x0011][section_feed::verdict::crc_mismatch], 2u);
     EXPECT_FALSE(counts.complete());
+    how.all = true;
+    EXPECT_EQ(shown(stream).size(), 3u) << "each refusal when repeats are asked for";
+}
+
+TEST_F(TablesView, ShowsApplicationsOfNoServiceInParticularForEveryService) {
+    how.pids = {0x0300, ait_pid};
+    how.services = {mobile_service};
+    stream_writer stream;
+    stream.section(0x0000, pat()).section(hd_pmt_pid, hd_pmt());
+    stream.section(ait_pid, ait()).section(0x0300, ait());
+    EXPECT_THAT(shown(stream), ElementsAre("ait 0x0300"));
 }
 
 TEST_F(TablesView, TakesAWrongCrcWhenAsked) {
