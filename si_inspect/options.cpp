@@ -132,7 +132,8 @@ public:
         app_.parse(argc, argv);
         for (const auto& word : tables_) {
             const bool left_out = word[0] == '!';
-            (left_out ? options_.tables_left_out : options_.tables).insert(word.substr(left_out));
+            (left_out ? options_.tables_left_out : options_.tables)
+                .insert(word.substr(left_out ? 1 : 0));
         }
         options_.log_categories.insert(log_categories_.begin(), log_categories_.end());
         constexpr std::uint16_t largest_pid = 0x1FFF;

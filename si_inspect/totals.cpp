@@ -42,7 +42,8 @@ void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const s
 
 void totals::add(const broadcast::multiplex& stream) {
     packets += stream.reader().packets();
-    for (std::uint16_t pid = 0; pid < pids.size(); ++pid) {
+    constexpr std::uint16_t largest_pid = 0x1FFF;
+    for (std::uint16_t pid = 0; pid <= largest_pid; ++pid) {
         const section_feed::packet_counts& counts = stream.counts().of(pid);
         if (counts.packets > 0) pids.set(pid);
         if (counts.transport_errors > 0) transport_errors[pid] += counts.transport_errors;
