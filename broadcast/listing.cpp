@@ -20,6 +20,7 @@ listing::service_ids listing::take(const si_parser::psi_table& section, std::uin
 
     const bool whole = sections_.size() > section.last_section_number;
     if (!whole) return {};
+    has_come_whole_ = true;
     for (const std::uint16_t id : unlisted_) listings_.erase(id);
     service_ids gone(unlisted_.begin(), unlisted_.end());
     unlisted_.clear();

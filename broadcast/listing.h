@@ -24,10 +24,13 @@ public:
 
     /// Whether any section has come.
     bool has_come() const { return version_.has_value(); }
+    /// Whether all sections of a version have come.
+    bool has_come_whole() const { return has_come_whole_; }
 
 private:
     void unlist(const service_ids& ids);
 
+    bool has_come_whole_ = false;
     std::optional<std::pair<std::uint64_t, std::uint32_t>> version_;  ///< of which table, too
     std::map<std::uint32_t, service_ids> sections_;    ///< of that version, by section_number
     std::map<std::uint16_t, std::uint32_t> listings_;  ///< by how many sections

@@ -1,7 +1,7 @@
 #include "programs.h"
 
 #include <algorithm>
-#include <utility>
+#include <set>
 
 namespace orvix::broadcast {
 
@@ -13,35 +13,18 @@ constexpr std::int32_t private_sections = 0x05;  // a stream_type
 
 void programs::take(const si_parser::pat& section) {
     if (section.current_next_indicator == 0) return;
-    begin_version(section);
 
-    section_entries listed;
+    listing::service_ids listed;
     for (const auto& [program_number, pid] : section.program_map) {
         const auto number = static_cast<std::uint16_t>(program_number);
         program* const p = find_or_add(number);
         if (p == nullptr) continue;
-        list(*p, number, static_cast<std::uint16_t>(pid));
+        set_pmt_pid(*p, static_cast<std::uint16_t>(pid));
         listed.push_back(number);
     }
-    section_entries& in_place = pat_sections_[section.section_number];
-    in_place.swap(listed);
-    for (const std::uint16_t number : listed) unlist(number);  // of the section before
-
-    const bool whole = pat_sections_.size() > section.last_section_number;
-    if (!whole) return;
-    has_whole_pat_ = true;
-    give_up_unlisted();
-}
-
-void programs::begin_version(const si_parser::pat& section) {
-    if (section.version_number == version_number_ &&
-        section.table_id_extension == transport_stream_id_) {
-        return;
-    }
-    version_number_ = section.version_number;
-    transport_stream_id_ = section.table_id_extension;
-    for (const auto& [section_number, numbers] : std::exchange(pat_sections_, {})) {
-        for (const std::uint16_t number : numbers) unlist(number);
+    const std::uint32_t transport_stream_id = section.table_id_extension;
+    for (const std::uint16_t gone : listing_.take(section, transport_stream_id, listed)) {
+        give_up(gone);
     }
 }
 
@@ -51,28 +34,20 @@ programs::program* programs::find_or_add(std::uint16_t program_number) {
     return limit_.admits(programs_.size()) ? &programs_[program_number] : nullptr;
 }
 
-void programs::list(program& p, std::uint16_t program_number, std::uint16_t pmt_pid) {
-    if (p.pmt_pid != pmt_pid) {
-        refer(pmt_pid);
-        leave_pmt_pid(p);
-        p.pmt_pid = pmt_pid;
-    }
-    ++p.listings;
-    unlisted_.erase(program_number);
+void programs::give_up(std::uint16_t program_number) {
+    const auto gone = programs_.find(program_number);
+    program& p = gone->second;
+    if (is_one_seg_pmt_pid(*p.pmt_pid)) return;
+    leave_pmt_pid(p);
+    set_application_pids(p, {});
+    programs_.erase(gone);
 }
 
-void programs::unlist(std::uint16_t program_number) {
-    program& p = programs_.at(program_number);
-    if (--p.listings == 0 && !is_one_seg_pmt_pid(*p.pmt_pid)) unlisted_.insert(program_number);
-}
-
-void programs::give_up_unlisted() {
-    for (const std::uint16_t number : std::exchange(unlisted_, {})) {
-        const auto gone = programs_.find(number);
-        leave_pmt_pid(gone->second);
-        set_application_pids(gone->second, {});
-        programs_.erase(gone);
-    }
+void programs::set_pmt_pid(program& p, std::uint16_t pid) {
+    if (p.pmt_pid == pid) return;
+    refer(pid);
+    leave_pmt_pid(p);
+    p.pmt_pid = pid;
 }
 
 void programs::take(const si_parser::pmt& table, std::uint16_t pid) {
@@ -81,10 +56,7 @@ void programs::take(const si_parser::pmt& table, std::uint16_t pid) {
     if (programs_.count(number) == 0 && !is_one_seg_pmt_pid(pid)) return;
     program* const p = find_or_add(number);
     if (p == nullptr) return;
-    if (!p->pmt_pid) {
-        refer(pid);
-        p->pmt_pid = pid;
-    }
+    if (!p->pmt_pid) set_pmt_pid(*p, pid);
     if (p->pmt_pid != pid) return;
 
     std::set<std::uint16_t> named;

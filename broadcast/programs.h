@@ -6,14 +6,13 @@
 #include <array>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <optional>
-#include <set>
 #include <unordered_map>
 #include <utility>
 #include <vector>
 
 #include "bound.h"
+#include "listing.h"
 
 namespace orvix::broadcast {
 
@@ -44,7 +43,7 @@ public:
     void take(const si_parser::pmt& table, std::uint16_t pid);
 
     /// Whether all sections of a PAT have come.
-    bool has_whole_pat() const { return has_whole_pat_; }
+    bool has_whole_pat() const { return listing_.has_come_whole(); }
     /// Whether any PMT names this PID as a stream that may carry an AIT.
     bool has_applications_on(std::uint16_t pid) const { return application_references_[pid] > 0; }
     /// Whether the service's PMT names this PID as a stream that may carry an AIT.
@@ -56,28 +55,20 @@ public:
 private:
     struct program {
         std::optional<std::uint16_t> pmt_pid;
-        std::uint32_t listings = 0;  ///< how many sections of the PAT list it
         std::vector<std::uint16_t> application_pids;
     };
-    using section_entries = std::vector<std::uint16_t>;  ///< program_numbers
 
-    void begin_version(const si_parser::pat& section);
     program* find_or_add(std::uint16_t program_number);
-    void list(program& p, std::uint16_t program_number, std::uint16_t pmt_pid);
-    void unlist(std::uint16_t program_number);
-    void give_up_unlisted();
+    void give_up(std::uint16_t program_number);
+    void set_pmt_pid(program& p, std::uint16_t pid);
     void leave_pmt_pid(const program& p);
     void set_application_pids(program& p, std::vector<std::uint16_t> pids);
     void refer(std::uint16_t pid);
     void release(std::uint16_t pid);
 
     pid_handlers handlers_;
-    std::uint32_t transport_stream_id_ = 0;
-    std::uint32_t version_number_ = 0;
-    std::map<std::uint32_t, section_entries> pat_sections_;  ///< of the newest version, by number
-    std::unordered_map<std::uint16_t, program> programs_;    ///< by program_number
-    std::set<std::uint16_t> unlisted_;  ///< those to give up when the PAT's new version is whole
-    bool has_whole_pat_ = false;
+    listing listing_;                                                ///< of the PAT
+    std::unordered_map<std::uint16_t, program> programs_;            ///< by program_number
     std::array<std::uint32_t, 0x2000> references_ = {};              ///< by PID, of any kind
     std::array<std::uint32_t, 0x2000> application_references_ = {};  ///< by PID, of PMTs
     // One for each PID there is; a multiplex has below a hundred.
