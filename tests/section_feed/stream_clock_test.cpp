@@ -110,7 +110,7 @@ TEST(StreamClock, SaysTheTimeThatThePcrsSay) {
     broadcast b;
     std::uint64_t ticks = 123;
     b.pcr(ticks);
-    for (int i = 0; i < 500; ++i) b.others(19).pcr(ticks += (19 + i % 3) * millisecond);
+    for (unsigned int i = 0; i < 500; ++i) b.others(19).pcr(ticks += (19 + i % 3) * millisecond);
     EXPECT_NEAR(*b.now(), static_cast<double>(ticks - 123) / second, 1e-3);
 }
 
@@ -257,7 +257,7 @@ TEST(StreamClock, StaysWithTheFirstOfPidsThatSendAsMany) {
     broadcast b;
     std::uint64_t ticks = 0;
     b.pcr(ticks);
-    for (int i = 0; i < 200; ++i) {
+    for (unsigned int i = 0; i < 200; ++i) {
         b.pcr(777 * second + i * 20 * millisecond, other_pid).others(18);
         b.pcr(ticks += 20 * millisecond);
     }

@@ -45,8 +45,8 @@ TEST(Display, NamesFromOutsideLoseWhatIsNotPrintable) {
 }
 
 TEST(Display, CharactersThatReorderOrHideAreNotPrintable) {
-    for (const char32_t code : {0x7F, 0x80, 0x9F, 0x061C, 0x200B, 0x200D, 0x200E, 0x200F, 0x202A,
-                                0x202E, 0x2060, 0x2066, 0x2069, 0xFEFF}) {
+    for (const char32_t code : {0x7Fu, 0x80u, 0x9Fu, 0x061Cu, 0x200Bu, 0x200Du, 0x200Eu, 0x200Fu,
+                                0x202Au, 0x202Eu, 0x2060u, 0x2066u, 0x2069u, 0xFEFFu}) {
         EXPECT_TRUE(is_hidden(code)) << code;
     }
     EXPECT_FALSE(is_hidden(U'a'));
