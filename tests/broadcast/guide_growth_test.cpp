@@ -40,6 +40,11 @@ extern "C" void __sanitizer_cov_trace_pc() { ++branches; }
 
 void* operator new(std::size_t size) { return allocate(size); }
 void* operator new[](std::size_t size) { return allocate(size); }
+void* operator new(std::size_t size, const std::nothrow_t&) noexcept try {
+    return allocate(size);
+} catch (const std::bad_alloc&) {
+    return nullptr;
+}
 void operator delete(void* block) noexcept { release(block); }
 void operator delete[](void* block) noexcept { release(block); }
 void operator delete(void* block, std::size_t) noexcept { release(block); }

