@@ -206,7 +206,9 @@ TEST_F(OutputFileDeathTest, OfAnInterruptedProgramIsStillWritten) {
     const auto interrupted = [this] {
         ::signal(SIGTERM, SIG_DFL);  // whatever the test was started to ignore
         si_inspect::interruption::watch();
+        calls.rest();
         std::raise(SIGTERM);
+        calls.go_on();
         _exit(si_inspect::interruption::happened() && failure().empty() ? 0 : 1);
     };
     EXPECT_EXIT(interrupted(), testing::ExitedWithCode(0), "");
@@ -217,7 +219,9 @@ TEST_F(OutputFileDeathTest, OfAnInterruptedProgramDoesNotWaitForAReaderThatHangs
     const auto interrupted = [this] {
         ::signal(SIGTERM, SIG_DFL);  // whatever the test was started to ignore
         si_inspect::interruption::watch();
+        calls.rest();
         std::raise(SIGTERM);
+        calls.go_on();
         calls.answer("poll", 0);
         _exit(failure() == path + ": interrupted, and nobody reads it" ? 0 : 1);
     };

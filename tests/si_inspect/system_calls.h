@@ -25,6 +25,10 @@ public:
     /// The next write takes only so many bytes.
     void shorten_write(std::size_t most) { short_writes_.push_back(most); }
 
+    /// Until `go_on`, calls are neither noted nor planned: a signal handler may make them.
+    void rest();
+    void go_on();
+
     const std::vector<std::string>& made() const { return made_; }
 
     /// Notes a call; whether it is planned, and what it returns then.
