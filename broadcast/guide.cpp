@@ -156,6 +156,8 @@ std::vector<bound> guide::bounds() const {
 
 guide_contents guide::contents(const std::set<std::uint16_t>& wanted) const {
     guide_contents all;
+    all.viewers_offset = viewers_offset_;
+    all.forgotten = limits_.forgotten;
     for (const auto& [key, known] : services_) {
         const auto service_id = static_cast<std::uint16_t>(key.second);
         if (!wanted.empty() && wanted.count(service_id) == 0) continue;

@@ -27,12 +27,18 @@ struct channel {
 };
 
 struct guide_contents {
+    /// How far viewers' clocks are ahead of UTC, as the newest TOT says; the broadcast's own clock
+    /// is that of `brasilia`.
+    std::optional<utc_offset> viewers_offset;
     std::vector<channel> channels;      ///< by original_network_id and service_id
     std::uint64_t untimed_events = 0;   ///< left out: start time undefined
     std::uint64_t unnamed_events = 0;   ///< left out: without a name
     std::uint64_t covered_events = 0;   ///< left out: newer ones of the service begin with them
     std::uint64_t services_untold = 0;  ///< left out: without any event
     std::uint64_t overlaps = 0;         ///< programmes that begin before one before them ends
+    /// Programmes that were on air and are no longer kept, because `service_events::most_past`
+    /// later ones of their service are.
+    std::uint64_t forgotten = 0;
 };
 
 /// A programme guide out of the tables of a broadcast. Present/following and schedule are merged:
@@ -50,14 +56,6 @@ public:
 
     /// What the tables so far say of these services, or of all if there are none.
     guide_contents contents(const std::set<std::uint16_t>& wanted = {}) const;
-
-    /// How far viewers' clocks are ahead of UTC, as the newest TOT says; the broadcast's own clock
-    /// is that of `brasilia`.
-    std::optional<utc_offset> viewers_offset() const { return viewers_offset_; }
-
-    /// Programmes that were on air and are no longer kept, because `service_events::most_past`
-    /// later ones of their service are.
-    std::uint64_t forgotten() const { return limits_.forgotten; }
 
     /// What is kept is bounded by these.
     std::vector<bound> bounds() const;

@@ -77,6 +77,18 @@ std::optional<std::size_t> display_width(std::string_view bytes) {
     return columns;
 }
 
+std::string_view first_columns(std::string_view bytes, std::size_t columns) {
+    std::size_t end = 0;
+    while (end < bytes.size()) {
+        const utf8_character next = first_character(bytes.substr(end));
+        const std::size_t width = width_of(next).value_or(1);
+        if (width > columns) break;
+        columns -= width;
+        end += next.size;
+    }
+    return bytes.substr(0, end);
+}
+
 bool is_hidden(char32_t code) {
     constexpr struct {
         char32_t first, last;

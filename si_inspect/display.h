@@ -10,6 +10,9 @@ namespace orvix::si_inspect {
 /// How many columns of a terminal `bytes` take; nothing where they are not printable as they are.
 std::optional<std::size_t> display_width(std::string_view bytes);
 
+/// As much of printable `bytes` as fits into `columns`, in whole characters.
+std::string_view first_columns(std::string_view bytes, std::size_t columns);
+
 /// Whether a character stays out of what people read: control codes steer a terminal, others
 /// reorder the characters around them or hide.
 bool is_hidden(char32_t code);

@@ -18,6 +18,7 @@ constexpr const char* description =
 constexpr const char* footer = R"(Examples:
   si_inspect capture.ts
   si_inspect --show services capture.ts
+  si_inspect --show guide capture.ts
   si_inspect --table sdt,nit capture.ts
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
   si_inspect --format xmltv --output guide.xml capture.ts
@@ -72,7 +73,22 @@ const std::map<std::string, output_format> formats = {{"text", output_format::te
                                                       {"sections", output_format::sections}};
 
 const std::map<std::string, view_choice> views = {{"tables", view_choice::tables},
-                                                  {"services", view_choice::services}};
+                                                  {"services", view_choice::services},
+                                                  {"guide", view_choice::guide}};
+
+/// What a format is always about; nothing of those that show anything.
+std::optional<view_choice> only_view_of(output_format format) {
+    switch (format) {
+        case output_format::xmltv:
+            return view_choice::guide;
+        case output_format::sections:
+            return view_choice::tables;
+        case output_format::text:
+        case output_format::json:
+            break;
+    }
+    return std::nullopt;
+}
 
 const std::map<std::string, color_choice> color_choices = {{"auto", color_choice::automatic},
                                                            {"always", color_choice::always},
@@ -167,12 +183,12 @@ public:
 private:
     /// Refuses what the view has no use for. Without --show the format says which view it is.
     void check_view() {
-        const bool shows_one_thing =
-            options_.format == output_format::xmltv || options_.format == output_format::sections;
-        if (shows_one_thing && app_.count("--show") != 0) {
-            throw CLI::ValidationError("--show", "the formats xmltv and sections leave no choice");
+        if (const auto only = only_view_of(options_.format)) {
+            if (app_.count("--show") != 0 && options_.show != *only) {
+                throw CLI::ValidationError("--show", "the format leaves no such choice");
+            }
+            options_.show = *only;
         }
-        if (options_.format == output_format::xmltv) options_.show = view_choice::guide;
         if (options_.show != view_choice::services) return;
         for (const char* const option : {"--table", "--pid", "--all", "--limit"}) {
             if (app_.count(option) == 0) continue;
@@ -195,7 +211,8 @@ private:
     void add_filters() {
         const std::string group = "What is shown";
         add_choice(app_, "--show", options_.show, views, "VIEW",
-                   "tables (the default), or services for what a viewer can tune to")
+                   "tables (the default), services for what a viewer can tune to, or guide for the "
+                   "programmes day by day")
             ->group(group);
         add_list(app_, "--table", tables_, "Only these tables; all but those behind a '!'")
             ->type_name("TABLE")

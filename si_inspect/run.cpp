@@ -21,6 +21,7 @@
 #include "interruption.h"
 #include "output.h"
 #include "progress.h"
+#include "views/guide_view.h"
 #include "views/services_view.h"
 #include "views/tables_view.h"
 #include "writers/json_writer.h"
@@ -72,11 +73,7 @@ std::unique_ptr<writer> make_writer(const options& how, output& to) {
         case output_format::json:
             return std::make_unique<json_writer>(to, offset);
         case output_format::xmltv:
-            return std::make_unique<xmltv_writer>(
-                to, xmltv_writer::settings{how.utc_offset, how.services},
-                [&how](const std::string& sentence) {
-                    if (!how.quiet) complain(sentence);
-                });
+            return std::make_unique<xmltv_writer>(to, how.utc_offset);
         case output_format::sections:
             return std::make_unique<sections_writer>(to);
     }
@@ -111,7 +108,10 @@ public:
         bar_->hide();
         to_->services(file, all);
     }
-    std::vector<bound> bounds() const override { return to_->bounds(); }
+    void guide(const guide_contents& all) override {
+        bar_->hide();
+        to_->guide(all);
+    }
     void finish(const totals* counts) override { to_->finish(counts); }
 
 private:
@@ -158,12 +158,17 @@ private:
         const auto report_refusal = [this](const place& where, const refusal& what) {
             report(where, what);
         };
-        if (how_.show != view_choice::services) {
-            return std::make_unique<tables_view>(how_, writer_, report_refusal);
+        const auto notice_it = [this](const std::string& sentence) { notice(sentence); };
+        switch (how_.show) {
+            case view_choice::tables:
+                return std::make_unique<tables_view>(how_, writer_, report_refusal);
+            case view_choice::services:
+                return std::make_unique<services_view>(how_.services, writer_, report_refusal,
+                                                       notice_it);
+            case view_choice::guide:
+                return std::make_unique<guide_view>(how_, writer_, report_refusal, notice_it);
         }
-        return std::make_unique<services_view>(
-            how_.services, writer_, report_refusal,
-            [this](const std::string& sentence) { notice(sentence); });
+        return nullptr;
     }
 
     void one(const std::string& path) {
@@ -203,7 +208,6 @@ private:
                 bar_->update(bytes);
                 tell(to.bounds());
                 tell(view_->bounds());
-                tell(writer_.bounds());
                 if (from.size()) continue;
                 if (const auto mebibytes = nothing.update(count, found_by(to))) {
                     notice(from.name() + ": no " + sought + " in the last " +
@@ -218,7 +222,7 @@ private:
         // What the user has cut short is not lost.
         if (!is_over()) to.end();
         tell(to.bounds());
-        tell(writer_.bounds());
+        tell(view_->bounds());
         // A stream may end at any time, a file only where it ends.
         if (interruption::happened() && from.size()) cut_short_ = from.name();
         if (found_by(to) > 0) any_read_ = true;
@@ -274,11 +278,11 @@ private:
     void finish() {
         totals& counts = view_->counts();
         counts.add(view_->bounds());
-        counts.add(writer_.bounds());
         if (const auto reason = why_not_written()) {
             complain(*reason + ", so " + to_->name() + " is not written");
             failed_ = true;
         } else {
+            if (any_read_) view_->end();
             if (any_read_ || how_.totals) writer_.finish(how_.totals ? &counts : nullptr);
             to_->commit();
         }

@@ -7,7 +7,7 @@ _si_inspect() {
     local IFS=$' \t\n'
 
     case $before in
-        --show) mapfile -t COMPREPLY < <(compgen -W "tables services" -- "$word") ;;
+        --show) mapfile -t COMPREPLY < <(compgen -W "tables services guide" -- "$word") ;;
         --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
         --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv sections" -- "$word") ;;
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;

@@ -73,7 +73,7 @@ bool tables_view::show(const sighting& seen) {
     if (is_time && !passing_time_.is_news(seen) && !how_.all) return false;
     if (is_done() || !is_wanted(seen.where, table_id)) return false;
     if (!concerns(seen, how_.services)) return false;
-    to_.table(seen);
+    tell(seen);
     ++shown_;
     return true;
 }

@@ -20,7 +20,13 @@ public:
     /// Whether as many sections were shown as the user wants.
     bool is_done() const override { return shown_ >= how_.limit; }
 
+protected:
+    writer& to() { return to_; }
+    const options& how() const { return how_; }
+
 private:
+    /// A section that the user asked for.
+    virtual void tell(const broadcast::sighting& seen) { to_.table(seen); }
     void input_began(const std::string& /*name*/) override { passing_time_ = {}; }
     bool show(const broadcast::sighting& seen) override;
     bool wants_refusal(const broadcast::place& where,

@@ -30,6 +30,8 @@ public:
     void begin_input(const std::string& name);
     /// No more of this input comes, or is wanted.
     void end_input() { input_ended(); }
+    /// All inputs have ended: what is told of them together. Called once, unless nothing was read.
+    virtual void end() {}
 
     void section(const broadcast::sighting& seen) final;
     void refused(const broadcast::place& where, const broadcast::refusal& what) final;

@@ -4,6 +4,7 @@
 #include <broadcast/readings/refused_reading.h>
 #include <broadcast/refusal_outcome.h>
 
+#include "writers/guide_json.h"
 #include "writers/json_line.h"
 #include "writers/services_json.h"
 
@@ -129,6 +130,8 @@ void json_writer::refused(const place& where, const refusal& what) {
 void json_writer::services(const std::string& file, const told_services& all) {
     write_services(*line_, to_, file, all);
 }
+
+void json_writer::guide(const guide_contents& all) { write_guide(*line_, to_, all); }
 
 void json_writer::finish(const totals* counts) {
     if (counts == nullptr) return;

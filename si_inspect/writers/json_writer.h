@@ -21,6 +21,7 @@ public:
     void table(const broadcast::sighting& seen) override;
     void refused(const broadcast::place& where, const broadcast::refusal& what) override;
     void services(const std::string& file, const broadcast::told_services& all) override;
+    void guide(const broadcast::guide_contents& all) override;
     void finish(const totals* counts) override;
 
 private:

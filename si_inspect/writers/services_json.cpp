@@ -4,39 +4,13 @@
 
 #include <string_view>
 
+#include "writers/told_json.h"
+
 namespace orvix::si_inspect {
 
 using namespace broadcast;
 
 namespace {
-
-/// What the broadcast does not say.
-void null(json_line& line, std::string_view name) {
-    line.key(name);
-    line.null();
-}
-
-template <typename Value>
-void add(json_line& line, std::string_view name, const std::optional<Value>& value) {
-    value ? line(name, plain(*value)) : null(line, name);
-}
-
-void add(json_line& line, std::string_view name, const std::string& words) {
-    words.empty() ? null(line, name) : line(name, text{words});
-}
-
-template <typename Entries, typename AddFields>
-void add_list(json_line& line, std::string_view name, const Entries& entries,
-              AddFields add_fields) {
-    line.key(name);
-    line.begin_array();
-    for (const auto& entry : entries) {
-        line.begin_object();
-        add_fields(line, entry);
-        line.end_object();
-    }
-    line.end_array();
-}
 
 void add_stream(json_line& line, const service_stream& stream) {
     line("elementary_PID", plain(stream.elementary_pid));
@@ -54,38 +28,13 @@ void add_application(json_line& line, const service_application& application) {
     add(line, "name", application.name);
 }
 
-void add_start(json_line& line, std::time_t start_time) {
-    if (start_time != undefined_time) return line("start_time", moment{start_time});
-    null(line, "start_time");
-    null(line, "start_time_iso");
-    null(line, "start_time_unix");
-}
-
-void add_rating(json_line& line, const std::optional<event_on_air::parental_rating>& told) {
-    if (!told) {
-        null(line, "rating");
-        return null(line, "rating_name");
-    }
-    line("rating", plain(told->rating, [&](std::uint8_t rating) {
-             return names::rating(told->country_code, rating);
-         }));
-}
-
-void add_genres(json_line& line, const std::vector<std::uint8_t>& content_nibbles) {
-    if (content_nibbles.empty()) return null(line, "genres");
-    add_list(line, "genres", content_nibbles, [](json_line& to, std::uint8_t content_nibble) {
-        to("content_nibble", plain(content_nibble, names::genre));
-    });
-}
-
 void add_event(json_line& line, std::string_view name, const std::optional<event_on_air>& event) {
     if (!event) return null(line, name);
     line.key(name);
     line.begin_object();
     line("event_id", plain(event->event_id));
     add_start(line, event->start_time);
-    const bool has_duration = event->duration != undefined_duration;
-    has_duration ? line("duration", plain(event->duration)) : null(line, "duration");
+    add_duration(line, event->duration);
     add(line, "event_name", event->name);
     add_rating(line, event->rating);
     add_genres(line, event->content_nibbles);

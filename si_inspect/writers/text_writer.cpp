@@ -16,6 +16,7 @@
 
 #include "display.h"
 #include "writers/fields.h"
+#include "writers/guide_text.h"
 #include "writers/services_text.h"
 
 namespace orvix::si_inspect {
@@ -607,6 +608,13 @@ void text_writer::refused(const place& where, const refusal& what) {
 void text_writer::services(const std::string& file, const told_services& all) {
     block_->append(services_text(file, all, how_));
     block_->write(to_);
+}
+
+void text_writer::guide(const guide_contents& all) {
+    for (const std::string& day : guide_days(all, how_.color)) {
+        block_->append(day);
+        block_->write(to_);
+    }
 }
 
 void text_writer::finish(const totals* counts) {

@@ -1,11 +1,10 @@
 #pragma once
 
-#include <broadcast/bound.h>
+#include <broadcast/guide.h>
 #include <broadcast/observer.h>
 #include <broadcast/services.h>
 
 #include <string>
-#include <vector>
 
 #include "totals.h"
 
@@ -20,12 +19,12 @@ public:
     writer& operator=(const writer&) = delete;
 
     /// A section that has a table.
-    virtual void table(const broadcast::sighting& seen) = 0;
+    virtual void table(const broadcast::sighting& /*seen*/) {}
     virtual void refused(const broadcast::place& /*where*/, const broadcast::refusal& /*what*/) {}
     /// The services of an input; `file` is empty where only one input is read.
     virtual void services(const std::string& /*file*/, const broadcast::told_services& /*all*/) {}
-    /// Of what it keeps until it is written.
-    virtual std::vector<broadcast::bound> bounds() const { return {}; }
+    /// The guide out of all inputs.
+    virtual void guide(const broadcast::guide_contents& /*all*/) {}
     /// Called last, once. `counts` is null unless the totals are to stand in the output.
     virtual void finish(const totals* counts) = 0;
 };

@@ -163,47 +163,26 @@ private:
 
 }  // namespace
 
-void xmltv_writer::table(const sighting& seen) {
-    guide_.take(*seen.table, {seen.bytes, seen.size});
-}
-
-void xmltv_writer::finish(const totals* /*counts*/) {
-    const guide_contents contents = guide_.contents(how_.services);
-    const utc_offset broadcast = how_.utc_offset.value_or(brasilia);
-    const utc_offset viewers =
-        how_.utc_offset ? broadcast : guide_.viewers_offset().value_or(brasilia);
+void xmltv_writer::guide(const guide_contents& all) {
+    const utc_offset broadcast = utc_offset_.value_or(brasilia);
+    const utc_offset viewers = utc_offset_ ? broadcast : all.viewers_offset.value_or(brasilia);
 
     element_writer elements(to_);
     elements.text(
         "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
         "<!DOCTYPE tv SYSTEM \"xmltv.dtd\">\n"
         "<tv generator-info-name=\"si_inspect\">\n");
-    for (const channel& c : contents.channels) {
+    for (const channel& c : all.channels) {
         elements.element([&](pugi::xml_node parent) { add_channel(parent, c); });
     }
     const clock_shift clock = {viewers - broadcast, viewers};
-    for (const channel& c : contents.channels) {
+    for (const channel& c : all.channels) {
         for (const programme& p : c.programmes) {
             elements.element([&](pugi::xml_node parent) { add_programme(parent, c, p, clock); });
         }
     }
     elements.text("</tv>\n");
     elements.flush();
-
-    if (contents.channels.empty()) notice_("guide: no programmes");
-    const auto left_out = [this](std::uint64_t count, const std::string& what) {
-        if (count != 0) notice_("guide: left out " + what + ": " + std::to_string(count));
-    };
-    left_out(contents.untimed_events, "events with undefined start times");
-    left_out(contents.unnamed_events, "events without a name");
-    left_out(contents.covered_events, "programmes at the same time as another");
-    left_out(contents.services_untold, "services without events");
-
-    if (contents.overlaps != 0) {
-        notice_("guide: programmes that begin before one before them ends: " +
-                std::to_string(contents.overlaps));
-    }
-    left_out(guide_.forgotten(), "programmes of long before");
 }
 
 }  // namespace orvix::si_inspect

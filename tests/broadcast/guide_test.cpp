@@ -167,7 +167,7 @@ TEST_F(Guide, KeepsTheLastProgrammesThatWereOnAirAndCountsTheOthers) {
     const std::vector<std::string> kept = titles();
     EXPECT_THAT(kept, SizeIs(past + 1));  // and the present one
     EXPECT_EQ(kept.front(), "2");
-    EXPECT_EQ(guide_.forgotten(), 2u);
+    EXPECT_EQ(guide_.contents().forgotten, 2u);
 }
 
 TEST_F(Guide, ForgetsNoProgrammeOfOneServiceForThoseOfAnother) {

@@ -59,5 +59,14 @@ TEST(Display, CharactersThatReorderOrHideAreNotPrintable) {
     EXPECT_EQ(printable("evil\xE2\x80\xAEst.exe"), "evil\\u202Est.exe");
 }
 
+TEST(FirstColumns, AreThoseOfWholeCharacters) {
+    EXPECT_EQ(first_columns("Jornal", 3), "Jor");
+    EXPECT_EQ(first_columns("Jornal", 9), "Jornal");
+    EXPECT_EQ(first_columns("Não", 2), "Nã");
+    EXPECT_EQ(first_columns("日本語", 3), "日") << "of two columns each";
+    EXPECT_EQ(first_columns("a\u0301b", 1), "a\u0301") << "what takes none stays with its letter";
+    EXPECT_EQ(first_columns("", 5), "");
+}
+
 }  // namespace
 }  // namespace orvix::si_inspect

@@ -10,6 +10,7 @@
 
 #include "log_capture.h"
 #include "tool.h"
+#include "views/guide_view.h"
 #include "writers/portuguese.h"
 
 namespace orvix::si_inspect {
@@ -68,12 +69,26 @@ protected:
         return *this;
     }
 
+    static options of_services(std::set<std::uint16_t> wanted) {
+        options how;
+        how.services = std::move(wanted);
+        return how;
+    }
+    static options with_clock(utc_offset ahead) {
+        options how;
+        how.utc_offset = ahead;
+        return how;
+    }
+
     /// The document as text, also parsed as `guide_`.
-    std::string written(const xmltv_writer::settings& how = {}) {
+    std::string written(const options& how = {}) {
         const temporary_folder folder;
         {
             output to(folder.path("guide.xml"));
-            xmltv_writer writer(to, how, [this](const std::string& s) { notices_.push_back(s); });
+            xmltv_writer writer(to, how.utc_offset);
+            guide_view view(
+                how, writer, [](const place& /*where*/, const refusal& /*what*/) {},
+                [this](const std::string& s) { notices_.push_back(s); });
             table_decoder decoder;
             for (bytes& section : sections_) {
                 const auto table = decoder.decode(section.data(), section.size() - 1);
@@ -82,9 +97,9 @@ protected:
                 seen.size = section.size() - 1;
                 seen.is_new = true;
                 seen.table = &*table;
-                writer.table(seen);
+                view.section(seen);
             }
-            writer.finish(nullptr);
+            view.end();
             to.commit();
         }
         const std::string text = read_file(folder.path("guide.xml"));
@@ -92,7 +107,7 @@ protected:
         return text;
     }
 
-    std::vector<shown> programmes(const xmltv_writer::settings& how = {}) {
+    std::vector<shown> programmes(const options& how = {}) {
         written(how);
         std::vector<shown> all;
         for (const auto& p : guide_.child("tv").children("programme")) {
@@ -102,7 +117,7 @@ protected:
         return all;
     }
 
-    std::vector<std::string> titles(const xmltv_writer::settings& how = {}) {
+    std::vector<std::string> titles(const options& how = {}) {
         std::vector<std::string> all;
         for (const shown& p : programmes(how)) all.push_back(p.title);
         return all;
@@ -177,10 +192,10 @@ TEST_F(XmltvWriter, LeavesOutServicesWithoutEventsAndCountsThem) {
 
 TEST_F(XmltvWriter, WritesOnlyTheServicesThatAreWanted) {
     given(eit(hd_service) + eit(mobile_service));
-    written({{}, {mobile_service}});
+    written(of_services({mobile_service}));
     EXPECT_STREQ(guide_.child("tv").child("channel").attribute("id").value(),
                  "s23608.n737.isdb-tb.br");
-    EXPECT_EQ(titles({{}, {mobile_service}}).size(), 1u);
+    EXPECT_EQ(titles(of_services({mobile_service})).size(), 1u);
 }
 
 // --- Programmes ---
@@ -452,7 +467,7 @@ TEST_F(XmltvWriter, SaysThatThereAreNoProgrammes) {
 
 TEST_F(XmltvWriter, SaysThatThereAreNoProgrammesOfTheServicesThatAreWanted) {
     given(eit(hd_service));
-    written({{}, {mobile_service}});
+    written(of_services({mobile_service}));
     EXPECT_THAT(notices_, testing::Contains("guide: no programmes"));
 }
 
@@ -628,9 +643,9 @@ TEST_F(XmltvClock, IsBrasiliasUnlessTheBroadcastSaysOtherwise) {
 }
 
 TEST_F(XmltvClock, IsTheOneOfTheOption) {
-    EXPECT_EQ(programmes({utc_offset(9 * 60 + 30), {}}).at(0).start, "20261121200000 +0930");
+    EXPECT_EQ(programmes(with_clock(utc_offset(9 * 60 + 30))).at(0).start, "20261121200000 +0930");
     given(tot_with("BRA", 0x0200));
-    EXPECT_EQ(programmes({utc_offset(0), {}}).at(0).start, "20261121200000 +0000");
+    EXPECT_EQ(programmes(with_clock(utc_offset(0))).at(0).start, "20261121200000 +0000");
 }
 
 TEST_F(XmltvClock, FollowsTheTotToTheWestOfBrasiliaAtTheSameMoment) {
