@@ -1,3 +1,6 @@
+/// @file
+/// Line logger that a receiver's middleware shares.
+
 #pragma once
 
 #include <pthread.h>
@@ -10,6 +13,7 @@
 #include <string>
 #include <string_view>
 
+/// On what programs may use; all else stays inside the library.
 #define ORVIX_LOG_EXPORT __attribute__((visibility("default")))
 
 /// Writes one log line. `LEVEL` is an enumerator of OrvixLog::Level without its scope, `category` a
@@ -68,7 +72,7 @@ public:
         std::set<std::string> enabled_categories;   ///< counts only while `only_enabled` is set
         std::set<std::string> disabled_categories;  ///< counts only while `only_enabled` is clear
         std::set<std::uint32_t> muted_threads;      ///< kernel thread ids, silent in every mode
-        bool only_enabled = false;
+        bool only_enabled = false;                  ///< just the enabled, or all but the disabled
     };
 
     /// Holds the mutex of the filter data from construction to destruction.
@@ -79,6 +83,7 @@ public:
         data_locker(const data_locker&) = delete;
         data_locker& operator=(const data_locker&) = delete;
 
+        /// The one mutex of the process, not recursive; never destroyed.
         static pthread_mutex_t& get_mutex();
     };
 
@@ -101,16 +106,28 @@ public:
     /// The filter data, null before its first use; never freed. Call it holding a data_locker.
     static filter_data* data();
 
-    // Each of these takes the filter data's mutex; they throw only std::bad_alloc. Names are
-    // compared exactly; repeats are harmless.
+    /// @name Changing the filters
+    /// Each of these takes the filter data's mutex; they throw only std::bad_alloc. Names are
+    /// compared exactly; repeats are harmless.
+    /// @{
+
+    /// Lets the category's lines through while `only_enabled` is set.
     static void add_enabled_category(const std::string& category);
+    /// Holds them back again while `only_enabled` is set.
     static void remove_enabled_category(const std::string& category);
+    /// Holds the category's lines back while `only_enabled` is clear.
     static void add_disabled_category(const std::string& category);
+    /// Lets them through again while `only_enabled` is clear.
     static void remove_disabled_category(const std::string& category);
+    /// Holds back all lines of the thread, in every mode, until it is unmuted. Thread ids are the
+    /// kernel's (gettid), and are used again for new threads.
     static void mute_thread(std::uint32_t kernel_thread_id);
+    /// Lets the thread's lines through as the categories have it.
     static void unmute_thread(std::uint32_t kernel_thread_id);
     /// With `only_enabled`, just the enabled categories are written; without, all but the disabled.
     static void set_only_enabled(bool only_enabled);
+
+    /// @}
 
     OrvixLog();
     /// Writes the line to the output stream in force now, which may be another than at
@@ -145,8 +162,11 @@ public:
     statement(const statement&) = delete;
     statement& operator=(const statement&) = delete;
 
+    /// Whether the line was begun; only then may its message be written and ended.
     bool is_let_through() const { return log_.has_value(); }
+    /// Where the items go.
     std::ostream& message() { return log_->line_; }
+    /// Ends the line. One that was not ended is lost whole: an item threw.
     __attribute__((cold)) void end() noexcept;
 
 private:

@@ -26,7 +26,7 @@ enum class drop_reason : std::uint8_t {
     unfinished,       ///< a new section began, or the stream ended, before the section was whole
     bad_length,  ///< section_length above 4093; the bytes up to the next pointer_field are lost
 };
-constexpr std::size_t drop_reasons = 7;
+constexpr std::size_t drop_reasons = 7;  ///< how many there are
 
 /// The reason's name, as written above.
 SECTION_FEED_EXPORT const char* to_string(drop_reason reason);
@@ -36,8 +36,8 @@ struct section {
     /// `size` bytes, table_id first, and one spare readable byte behind them, 0. Valid during the
     /// call.
     std::uint8_t* bytes = nullptr;
-    std::size_t size = 0;
-    std::uint16_t pid = 0;
+    std::size_t size = 0;            ///< section_length + 3, CRC_32 included
+    std::uint16_t pid = 0;           ///< 13 bits
     std::uint64_t packet_index = 0;  ///< of the packet in which the section ended
 };
 
@@ -60,7 +60,9 @@ struct pid_counts {
 /// sections from the next pointer_field on are collected, in the packet in hand too.
 class SECTION_FEED_EXPORT section_collector {
 public:
+    /// Is called from within `push`; the section is gone when it returns.
     using section_handler = std::function<void(const section&)>;
+    /// The same, with why the section was refused.
     using refusal_handler = std::function<void(const section&, const gate_result&)>;
 
     /// `on_section` is handed every admitted section, `on_refused` every whole one that the gate
@@ -77,6 +79,7 @@ public:
     void follow(std::uint16_t pid);
     /// Drops an unfinished section of the PID, uncounted; its counts stay.
     void unfollow(std::uint16_t pid);
+    /// Whether the PID's packets are taken now; false above 0x1FFF.
     bool follows(std::uint16_t pid) const { return pid < pids && followed_[pid]; }
 
     /// Takes a packet; one of a PID that is not followed costs a look at its header.

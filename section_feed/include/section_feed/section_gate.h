@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+/// Whole and checked sections out of a transport stream.
 namespace orvix::section_feed {
 
 /// Why a section must not be parsed; `admitted` when it may.
@@ -18,19 +19,22 @@ enum class verdict : std::uint8_t {
     overrun,          ///< a length leads the parser behind the section's end
     endless,          ///< the parse would never end
 };
-constexpr std::size_t verdicts = 7;
+constexpr std::size_t verdicts = 7;  ///< how many there are
 
 /// The verdict's name, as written above.
 SECTION_FEED_EXPORT const char* to_string(verdict why);
 
+/// What the gate is to ask besides what the parser needs.
 struct gate_options {
+    /// Whether a wrong CRC_32 refuses a section. Clear it where the hardware has checked it, or
+    /// where damaged sections are to be looked at.
     bool check_crc = true;
 };
 
 /// What the gate found. Cheap to copy: it refers to constant texts only.
 struct SECTION_FEED_EXPORT gate_result {
-    verdict why = verdict::admitted;
-    std::uint32_t byte = 0;  ///< offset of the offending field, from table_id
+    verdict why = verdict::admitted;  ///< the first reason that was found
+    std::uint32_t byte = 0;           ///< offset of the offending field, from table_id
 
     const char* table = "";  ///< "PMT", "EIT", ...; empty where no table is known
     /// The field, or the fields of a fixed size, as the standards name them.
@@ -41,6 +45,7 @@ struct SECTION_FEED_EXPORT gate_result {
     /// for `endless` the byte that the parser's cursor cannot pass.
     std::uint32_t limit = 0;
 
+    /// Whether the section may be parsed.
     bool admitted() const { return why == verdict::admitted; }
     /// One sentence for an engineer: table, field, value, place and limit. Empty when admitted.
     std::string text() const;

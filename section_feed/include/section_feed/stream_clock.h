@@ -12,11 +12,11 @@ namespace orvix::section_feed {
 
 /// A program_clock_reference (ISO/IEC 13818-1 2.4.3.5) beside the one before it on its PID.
 struct clock_reference {
-    std::uint16_t pid = 0;
-    std::uint64_t packet_index = 0;
-    std::uint64_t ticks = 0;  ///< of 27 MHz: 33 bits of base times 300, plus the extension
-    bool first = false;       ///< none came before on this PID
-    bool announced = false;   ///< discontinuity_indicator said that it counts anew
+    std::uint16_t pid = 0;           ///< 13 bits
+    std::uint64_t packet_index = 0;  ///< of the packet that carries it
+    std::uint64_t ticks = 0;         ///< of 27 MHz: 33 bits of base times 300, plus the extension
+    bool first = false;              ///< none came before on this PID
+    bool announced = false;          ///< discontinuity_indicator said that it counts anew
     /// Unannounced, and neither within 0.1 s of the one before nor of what its place says.
     bool jumped = false;
     /// Seconds since the one before, as the two say, around their wrap; 0 for the first.

@@ -12,7 +12,7 @@ class SI_PARSER_EXPORT ait : public psi_table {
 public:
     /// One application. A copy shares the descriptor handles.
     struct ait_application_info_t {
-        uint32_t organisation_id = 0;
+        uint32_t organisation_id = 0;           ///< 32 bits
         uint32_t application_id = 0;            ///< 16 bits
         uint32_t application_control_code = 0;  ///< 8 bits
         descriptor_list descriptors;            ///< section order, known tags only

@@ -23,7 +23,7 @@ class SI_PARSER_EXPORT descriptor {
 public:
     virtual ~descriptor();
 
-    uint8_t tag = 0;
+    uint8_t tag = 0;  ///< 8 bits, as sent
     /// The descriptor's first byte (its tag) in the caller's section buffer. Not owned: valid only
     /// as long as that buffer. The library does not read through it again.
     unsigned char* data = nullptr;
@@ -43,9 +43,9 @@ class SI_PARSER_EXPORT service_descriptor : public descriptor {
 public:
     ~service_descriptor() override;
 
-    uint8_t service_type = 0;
-    std::string service_provider_name;
-    std::string service_name;
+    uint8_t service_type = 0;           ///< 8 bits; 0x01 is digital television
+    std::string service_provider_name;  ///< UTF-8; empty where its length is 0
+    std::string service_name;           ///< UTF-8; empty where its length is 0
 };
 
 /// Tag 0x50 (EN 300 468 6.2.8).
@@ -54,10 +54,11 @@ public:
     ~component_descriptor() override;
 
     uint8_t stream_content = 0;  ///< the whole byte: its upper four, reserved bits are kept
-    uint8_t component_type = 0;
-    uint8_t component_tag = 0;
+    uint8_t component_type = 0;  ///< 8 bits, whose meaning hangs on `stream_content`
+    uint8_t component_tag = 0;   ///< names the stream within its PMT
+    /// The three bytes as UTF-8 text, not checked to be a code.
     std::string ISO_639_language_code;
-    std::string text;
+    std::string text;  ///< UTF-8, up to the descriptor's end
 };
 
 /// Tag 0x52 (EN 300 468 6.2.39).
@@ -65,7 +66,7 @@ class SI_PARSER_EXPORT stream_identifier_descriptor : public descriptor {
 public:
     ~stream_identifier_descriptor() override;
 
-    uint8_t component_tag = 0;
+    uint8_t component_tag = 0;  ///< 8 bits; what other tables call the stream by
 };
 
 /// Tag 0xCD (ABNT NBR 15603). The transmission types are not kept.
@@ -74,7 +75,7 @@ public:
     ~ts_information_descriptor() override;
 
     uint8_t remote_control_key_id = 0;  ///< the major channel number that a viewer enters
-    std::string ts_name;
+    std::string ts_name;                ///< UTF-8; at most 63 bytes on air
 };
 
 // --- Events and times ---
@@ -84,9 +85,10 @@ class SI_PARSER_EXPORT short_event_descriptor : public descriptor {
 public:
     ~short_event_descriptor() override;
 
+    /// The three bytes as UTF-8 text, not checked to be a code.
     std::string ISO_639_language_code;
-    std::string event_name;
-    std::string text;
+    std::string event_name;  ///< UTF-8; empty where its length is 0
+    std::string text;        ///< UTF-8; empty where its length is 0
 };
 
 /// Tag 0x54 (EN 300 468 6.2.9).
@@ -128,18 +130,20 @@ class SI_PARSER_EXPORT application_descriptor : public descriptor {
 public:
     ~application_descriptor() override;
 
+    /// A profile of receivers that can run the application, and from which version on.
     struct profiles_t {
-        uint16_t application_profile = 0;
-        uint8_t version_major = 0;
-        uint8_t version_minor = 0;
-        uint8_t version_micro = 0;
+        uint16_t application_profile = 0;  ///< 16 bits
+        uint8_t version_major = 0;         ///< 8 bits, compared first
+        uint8_t version_minor = 0;         ///< 8 bits, compared second
+        uint8_t version_micro = 0;         ///< 8 bits, compared last
     };
 
+    /// Descriptor order. A length that is no multiple of five gives one more, which runs past it.
     std::vector<profiles_t> profiles;
-    uint8_t service_bound_flag = 0;  ///< 0 or 1
-    uint8_t visibility = 0;          ///< 2 bits
-    uint8_t reserved_bits = 0;       ///< the five bits below visibility
-    uint8_t application_priority = 0;
+    uint8_t service_bound_flag = 0;    ///< 0 or 1
+    uint8_t visibility = 0;            ///< 2 bits
+    uint8_t reserved_bits = 0;         ///< the five bits below visibility
+    uint8_t application_priority = 0;  ///< 8 bits; higher goes first within the service
 };
 
 /// Tag 0x01 (TS 102 809 5.3.5.6.1).
@@ -147,12 +151,13 @@ class SI_PARSER_EXPORT application_name_descriptor : public descriptor {
 public:
     ~application_name_descriptor() override;
 
+    /// The application's name in one language.
     struct name_map_t {
         uint32_t language = 0;  ///< the three bytes of the ISO 639 code, the first one highest
-        std::string name;
+        std::string name;       ///< raw bytes; empty where its length is 0
     };
 
-    std::vector<name_map_t> names;
+    std::vector<name_map_t> names;  ///< descriptor order, repeats kept
 };
 
 /// Tag 0x02 (TS 102 809 5.3.6.1): what both kinds of transport share. Objects are always of one of
@@ -161,13 +166,12 @@ class SI_PARSER_EXPORT transport_protocol_descriptor : public descriptor {
 public:
     ~transport_protocol_descriptor() override;
 
-    uint16_t protocol_id = 0;
-    uint8_t transport_protocol_label = 0;
-    bool remote_connection = false;
-    // These three mean something only while `remote_connection` is set.
-    uint16_t original_network_id = 0;
-    uint16_t transport_stream_id = 0;
-    uint16_t service_id = 0;
+    uint16_t protocol_id = 0;              ///< 0x0001, 0x0002 or 0x0004
+    uint8_t transport_protocol_label = 0;  ///< tells the transports of an application apart
+    bool remote_connection = false;        ///< another service carries it: the next three name that
+    uint16_t original_network_id = 0;      ///< 16 bits; 0 unless `remote_connection`
+    uint16_t transport_stream_id = 0;      ///< 16 bits; 0 unless `remote_connection`
+    uint16_t service_id = 0;               ///< 16 bits; 0 unless `remote_connection`
 };
 
 /// protocol_id 0x0001 (object carousel) and 0x0004 (data carousel).
@@ -175,7 +179,7 @@ class SI_PARSER_EXPORT transport_protocol_descriptor_oc : public transport_proto
 public:
     ~transport_protocol_descriptor_oc() override;
 
-    uint8_t component_tag = 0;
+    uint8_t component_tag = 0;  ///< of the stream in the service's PMT that carries the carousel
 };
 
 /// protocol_id 0x0002 (IP).
@@ -185,12 +189,13 @@ public:
 
     /// `URL` is right only in rare layouts, and its size is not `URL_length`.
     struct url_map {
-        uint8_t URL_length = 0;
+        uint8_t URL_length = 0;  ///< the byte that the walk took for a length
+        /// Raw bytes; empty where that length lies below where the walk stood.
         std::string URL;
     };
 
     uint8_t alignment_indicator = 0;  ///< 0 or 1
-    std::vector<url_map> urls;
+    std::vector<url_map> urls;        ///< one for each byte that the walk took for a length
 };
 
 /// Tags 0x04 (Ginga-J) and 0x07 (Ginga-NCL), which `tag` tells apart (ABNT NBR 15606-3).
@@ -198,9 +203,9 @@ class SI_PARSER_EXPORT ginga_location_descriptor : public descriptor {
 public:
     ~ginga_location_descriptor() override;
 
-    std::string base_directory;
-    std::string class_extension;
-    std::string initial_class;  ///< whatever the first two leave of the descriptor
+    std::string base_directory;   ///< within the carousel's file system; empty for its root
+    std::string class_extension;  ///< where more is searched for; empty for nowhere else
+    std::string initial_class;    ///< whatever the first two leave of the descriptor
 };
 
 /// Tag 0x0B (TS 102 809 5.3.5.6.2). The icon flags are not kept.
@@ -208,7 +213,7 @@ class SI_PARSER_EXPORT icon_information_descriptor : public descriptor {
 public:
     ~icon_information_descriptor() override;
 
-    std::string icon_locator;
+    std::string icon_locator;  ///< raw bytes; what the icons' file names are put behind
 };
 
 }  // namespace orvix::si_parser

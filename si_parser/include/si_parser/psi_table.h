@@ -7,6 +7,7 @@
 #include <ctime>
 #include <utility>
 
+/// Tables and descriptors of an ISDB-Tb broadcast's service information as plain objects.
 namespace orvix::si_parser {
 
 /// What all tables share: the long section header (ISO/IEC 13818-1 2.4.4.10), the table-level
@@ -54,11 +55,12 @@ public:
     /// handles: one aborts with "px != 0".
     descriptor_ptr get_descriptor_from(unsigned int tag, descriptor_list list) const;
 
-    /// The same lookups, down-cast: empty also where the first descriptor of this tag is not a `T`.
+    /// The same, down-cast: empty also where the first descriptor of this tag is not a `T`.
     template <typename T>
     boost::shared_ptr<T> get_descriptor(unsigned int tag) const {
         return boost::dynamic_pointer_cast<T>(get_descriptor(tag));
     }
+    /// The same, down-cast: empty also where the first descriptor of this tag is not a `T`.
     template <typename T>
     boost::shared_ptr<T> get_descriptor_from(unsigned int tag, descriptor_list list) const {
         return boost::dynamic_pointer_cast<T>(get_descriptor_from(tag, std::move(list)));

@@ -16,10 +16,10 @@ public:
         /// 0 or 1, from the two highest bits of the entry's third byte, which are reserved bits on
         /// air; the broadcast's own two flags are not kept.
         uint32_t EIT_schedule_flag = 0;
-        uint32_t EIT_present_following_flag = 0;
-        uint32_t running_status = 0;  ///< 0 to 7
-        uint32_t free_CA_mode = 0;    ///< 0 or 1
-        descriptor_list descriptors;  ///< section order, known tags only
+        uint32_t EIT_present_following_flag = 0;  ///< 0 or 1, from there as well
+        uint32_t running_status = 0;              ///< 0 to 7
+        uint32_t free_CA_mode = 0;                ///< 0 or 1
+        descriptor_list descriptors;              ///< section order, known tags only
 
         /// The order of `services`: by the low five bits of `service_id`, then by all of it.
         bool operator<(const sdt_service_info_t& other) const;
