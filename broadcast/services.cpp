@@ -262,6 +262,7 @@ void services::take_table(const nit& section, const sighting& seen) {
 
 void services::take_table(const eit& section, const sighting& /*seen*/) {
     if (section.table_id != present_following_actual || section.section_number > 1) return;
+    events_original_network_id_ = low16(section.original_network_id);
     const std::uint16_t service_id = low16(section.service_id);
     const auto known = events_.find(service_id);
     const bool is_known = known != events_.end();
@@ -372,6 +373,7 @@ told_service services::told(std::uint16_t service_id, const known_service& known
 
 told_services services::told() const {
     told_services all;
+    all.original_network_id = events_original_network_id_;
     const network_stream* const stream = own_network_stream();
     if (network_) {
         all.network_id = network_->network_id;

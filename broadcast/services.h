@@ -72,6 +72,7 @@ struct told_services {
     std::optional<std::uint16_t> network_id;
     std::string network_name;
     std::optional<std::uint16_t> transport_stream_id;
+    /// As the SDT says it, else the NIT's entry, else the EIT.
     std::optional<std::uint16_t> original_network_id;
     std::string ts_name;
     std::vector<told_service> services;  ///< by service_id
@@ -172,6 +173,7 @@ private:
     std::optional<std::uint16_t> pat_transport_stream_id_;
     std::optional<identifiers> sdt_identifiers_;
     std::optional<network> network_;
+    std::optional<std::uint16_t> events_original_network_id_;
     std::map<std::uint16_t, events> events_;  ///< by service_id, also of services not met so far
     std::map<ait_key, signalled_applications> aits_;
     std::size_t applications_ = 0;

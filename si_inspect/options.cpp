@@ -5,6 +5,9 @@
 #include <iostream>
 #include <map>
 
+#include "display.h"
+#include "writers/m3u_writer.h"
+
 namespace orvix::si_inspect {
 
 using namespace broadcast;
@@ -22,6 +25,7 @@ constexpr const char* footer = R"(Examples:
   si_inspect --table sdt,nit capture.ts
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
   si_inspect --format xmltv --output guide.xml capture.ts
+  si_inspect --format m3u --address 'http://tv.local/{service_id}' capture.ts >channels.m3u
   si_inspect --sections sections.bin
 
 Exit status:
@@ -70,6 +74,7 @@ utc_offset parse_offset(const std::string& option, const std::string& word) {
 const std::map<std::string, output_format> formats = {{"text", output_format::text},
                                                       {"json", output_format::json},
                                                       {"xmltv", output_format::xmltv},
+                                                      {"m3u", output_format::m3u},
                                                       {"sections", output_format::sections}};
 
 const std::map<std::string, view_choice> views = {{"tables", view_choice::tables},
@@ -81,6 +86,8 @@ std::optional<view_choice> only_view_of(output_format format) {
     switch (format) {
         case output_format::xmltv:
             return view_choice::guide;
+        case output_format::m3u:
+            return view_choice::services;
         case output_format::sections:
             return view_choice::tables;
         case output_format::text:
@@ -167,6 +174,7 @@ public:
         if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
         if (options_.output == "-") options_.output.clear();
         check_view();
+        check_address();
         const bool has_place_for_totals =
             options_.format == output_format::text || options_.format == output_format::json;
         if (options_.totals && !has_place_for_totals) {
@@ -193,6 +201,21 @@ private:
         for (const char* const option : {"--table", "--pid", "--all", "--limit"}) {
             if (app_.count(option) == 0) continue;
             throw CLI::ValidationError(option, "is for tables, not for --show services");
+        }
+    }
+
+    /// A list of channels cannot do without, and nothing else has a use for it.
+    void check_address() {
+        const bool is_list = options_.format == output_format::m3u;
+        if (!is_list && app_.count("--address") != 0) {
+            throw CLI::ValidationError("--address", "is for --format m3u");
+        }
+        if (is_list && app_.count("--address") == 0) {
+            throw CLI::ValidationError("--format", "m3u needs the --address of a service");
+        }
+        const std::string why = is_list ? why_no_address(options_.address) : "";
+        if (!why.empty()) {
+            throw CLI::ValidationError("--address", "'" + printable(options_.address) + "' " + why);
         }
     }
 
@@ -235,11 +258,17 @@ private:
         const std::string group = "How it is shown";
         add_choice(app_, "--format", options_.format, formats, "FORMAT",
                    "text for people (the default), json for one object in each line, xmltv for a "
-                   "programme guide, sections for their bytes as --sections reads them")
+                   "programme guide, m3u for a list of channels, sections for their bytes as "
+                   "--sections reads them")
             ->group(group);
         app_.add_option("--output", options_.output,
                         "Write to this file, which is no input and appears when it is whole")
             ->type_name("FILE")
+            ->group(group);
+        app_.add_option("--address", options_.address,
+                        "Where a player finds a service, with {service_id} and {number} in it; "
+                        "m3u needs it")
+            ->type_name("ADDRESS")
             ->group(group);
         app_.add_option(
                 "--utc-offset", utc_offset_,

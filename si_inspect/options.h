@@ -13,7 +13,7 @@
 namespace orvix::si_inspect {
 
 enum class view_choice : std::uint8_t { tables, services, guide };
-enum class output_format : std::uint8_t { text, json, xmltv, sections };
+enum class output_format : std::uint8_t { text, json, xmltv, m3u, sections };
 enum class color_choice : std::uint8_t { automatic, always, never };
 
 /// What the command line says.
@@ -31,7 +31,8 @@ struct options {
     std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
 
     output_format format = output_format::text;
-    std::string output;  ///< path; empty: the standard output
+    std::string output;   ///< path; empty: the standard output
+    std::string address;  ///< of a service in a list of channels; see m3u_writer
     std::optional<broadcast::utc_offset> utc_offset;
     color_choice color = color_choice::automatic;
     bool totals = false;  ///< in the output

@@ -25,6 +25,7 @@
 #include "views/services_view.h"
 #include "views/tables_view.h"
 #include "writers/json_writer.h"
+#include "writers/m3u_writer.h"
 #include "writers/sections_writer.h"
 #include "writers/text_writer.h"
 #include "writers/xmltv_writer.h"
@@ -74,6 +75,11 @@ std::unique_ptr<writer> make_writer(const options& how, output& to) {
             return std::make_unique<json_writer>(to, offset);
         case output_format::xmltv:
             return std::make_unique<xmltv_writer>(to, how.utc_offset);
+        case output_format::m3u:
+            return std::make_unique<m3u_writer>(to, how.address,
+                                                [&how](const std::string& sentence) {
+                                                    if (!how.quiet) complain(sentence);
+                                                });
         case output_format::sections:
             return std::make_unique<sections_writer>(to);
     }

@@ -9,17 +9,17 @@ _si_inspect() {
     case $before in
         --show) mapfile -t COMPREPLY < <(compgen -W "tables services guide" -- "$word") ;;
         --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
-        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv sections" -- "$word") ;;
+        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv m3u sections" -- "$word") ;;
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;
         --log-level)
             local levels="none error warning info debug debug1 debug2 debug3 debug4"
             mapfile -t COMPREPLY < <(compgen -W "$levels" -- "$word")
             ;;
-        --pid | --service | --limit | --utc-offset | --log-category) COMPREPLY=() ;;
+        --pid | --service | --limit | --address | --utc-offset | --log-category) COMPREPLY=() ;;
         *)
             if [[ $before != --output && $word == -* ]]; then
                 local options="--help --version --sections --no-crc --show --table --pid --service
-                    --all --limit --format --output --utc-offset --color --totals --quiet
+                    --all --limit --format --output --address --utc-offset --color --totals --quiet
                     --strict --log-level --log-category"
                 mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
             else

@@ -38,9 +38,9 @@ std::vector<listed> by_start(const guide_contents& all) {
     for (const channel& c : all.channels) {
         for (const programme& p : c.programmes) programmes.push_back({&c, &p});
     }
-    std::stable_sort(
-        programmes.begin(), programmes.end(),
-        [](const listed& a, const listed& b) { return a.told->start < b.told->start; });
+    std::stable_sort(programmes.begin(), programmes.end(), [](const listed& a, const listed& b) {
+        return a.told->start < b.told->start;
+    });
     return programmes;
 }
 

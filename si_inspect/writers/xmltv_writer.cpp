@@ -8,6 +8,7 @@
 #include <string>
 
 #include "display.h"
+#include "writers/channel_id.h"
 #include "writers/portuguese.h"
 
 namespace orvix::si_inspect {
@@ -16,11 +17,7 @@ using namespace broadcast;
 
 namespace {
 
-/// "s23584.n737.isdb-tb.br"
-std::string id_of(const channel& c) {
-    return "s" + std::to_string(c.service_id) + ".n" + std::to_string(c.original_network_id) +
-           ".isdb-tb.br";
-}
+std::string id_of(const channel& c) { return channel_id(c.original_network_id, c.service_id); }
 
 /// From the broadcast's clock to that of the written times.
 struct clock_shift {

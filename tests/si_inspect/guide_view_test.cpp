@@ -66,49 +66,47 @@ TEST(GuideAsText, HasABlockForEachDayAndALineForEachProgramme) {
                                  describe_short_event("por", "Filme", ""));
     EXPECT_THAT(text_of(schedule(tomorrow + event_at(2, 0x234500, "Debate") +
                                  event_at(1, 0x200000, "Jornal"))),
-                ElementsAre("Saturday 2026-11-21",                //
-                            "20:00-20:30  0x5C20  Jornal",        //
-                            "23:45-00:15  0x5C20  Debate", "",    //
-                            "Sunday 2026-11-22",                  //
+                ElementsAre("Saturday 2026-11-21",              //
+                            "20:00-20:30  0x5C20  Jornal",      //
+                            "23:45-00:15  0x5C20  Debate", "",  //
+                            "Sunday 2026-11-22",                //
                             "00:15-01:15  0x5C20  Filme"));
 }
 
 TEST(GuideAsText, PutsTheServicesOfOneTimeBelowEachOther) {
     EXPECT_THAT(text_of(nit() + sdt() + schedule(event_at(1, 0x200000, "Jornal")) +
                         schedule(event_at(9, 0x200000, "Desenho"), mobile_service)),
-                ElementsAre("Saturday 2026-11-21",                         //
-                            "20:00-20:30  3.1 Manac\u00E1 HD  Jornal",     //
+                ElementsAre("Saturday 2026-11-21",                      //
+                            "20:00-20:30  3.1 Manac\u00E1 HD  Jornal",  //
                             "20:00-20:30  3.31           Desenho"));
 }
 
 TEST(GuideAsText, HasNoEndWhereTheBroadcastSaysNone) {
-    const bytes open = event(1, utc_time(day, 0x200000), 0xFFFFFF, 0, 0,
-                             describe_short_event("por", "Jogo", ""));
+    const bytes open =
+        event(1, utc_time(day, 0x200000), 0xFFFFFF, 0, 0, describe_short_event("por", "Jogo", ""));
     EXPECT_EQ(text_of(schedule(open)).at(1), "20:00        0x5C20  Jogo");
 }
 
 TEST(GuideAsText, SaysRatingAndFirstGenre) {
     const auto line_with = [](std::uint8_t rating) {
-        return text_of(schedule(
-            event_at(1, 0x200000, "Jogo",
-                     describe_parental_ratings(parental_rating("BRA", rating)) +
-                         describe_content({0x62, 0xFF, 0x10, 0xFF})))).at(1);
+        return text_of(schedule(event_at(1, 0x200000, "Jogo",
+                                         describe_parental_ratings(parental_rating("BRA", rating)) +
+                                             describe_content({0x62, 0xFF, 0x10, 0xFF}))))
+            .at(1);
     };
     EXPECT_THAT(line_with(0x63), EndsWith("Jogo  12  variety, musical"));
     EXPECT_THAT(line_with(0x07), EndsWith("Jogo  0x07  variety, musical")) << "reserved";
 }
 
 TEST(GuideAsText, StaysWithinAHundredColumns) {
-    const bytes events =
-        event_at(1, 0x200000, std::string(120, 'W'),
-                 describe_content({0xD7, 0xFF}) +
-                     describe_parental_ratings(parental_rating("BRA", 0x07))) +
-        event_at(2, 0x203000, "Fim", describe_content({0xD7, 0xFF}));
-    const std::vector<std::string> lines =
-        text_of(sdt_section(multiplex_id, multiplex_id,
-                            service(hd_service, 4, 0,
-                                    describe_service(0x01, "", std::string(100, 'N')))) +
-                schedule(events));
+    const bytes events = event_at(1, 0x200000, std::string(120, 'W'),
+                                  describe_content({0xD7, 0xFF}) +
+                                      describe_parental_ratings(parental_rating("BRA", 0x07))) +
+                         event_at(2, 0x203000, "Fim", describe_content({0xD7, 0xFF}));
+    const std::vector<std::string> lines = text_of(
+        sdt_section(multiplex_id, multiplex_id,
+                    service(hd_service, 4, 0, describe_service(0x01, "", std::string(100, 'N')))) +
+        schedule(events));
     ASSERT_THAT(lines, SizeIs(3));
     for (const std::string& line : lines) {
         EXPECT_LE(orvix::si_inspect::display_width(line).value_or(1000), 100u) << line;
@@ -118,8 +116,9 @@ TEST(GuideAsText, StaysWithinAHundredColumns) {
 }
 
 TEST(GuideAsText, HasColoursWhenAsked) {
-    EXPECT_THAT(shown(schedule(event_at(1, 0x200000, "Jornal")), {"--quiet", "--color", "always"}).out,
-                StartsWith("\033[1mSaturday 2026-11-21\033[0m\n20:00-20:30  "));
+    EXPECT_THAT(
+        shown(schedule(event_at(1, 0x200000, "Jornal")), {"--quiet", "--color", "always"}).out,
+        StartsWith("\033[1mSaturday 2026-11-21\033[0m\n20:00-20:30  "));
 }
 
 TEST(GuideAsJson, OfTheSampleIsThis) {
@@ -128,10 +127,9 @@ TEST(GuideAsJson, OfTheSampleIsThis) {
 }
 
 TEST(GuideAsJson, IsNullWhereTheBroadcastDoesNotSay) {
-    const bytes open = event(1, utc_time(day, 0x200000), 0xFFFFFF, 0, 0,
-                             describe_short_event("por", "Jogo", ""));
-    EXPECT_EQ(json_of(schedule(open)),
-              (std::vector<json>{json::parse(R"({
+    const bytes open =
+        event(1, utc_time(day, 0x200000), 0xFFFFFF, 0, 0, describe_short_event("por", "Jogo", ""));
+    EXPECT_EQ(json_of(schedule(open)), (std::vector<json>{json::parse(R"({
                   "original_network_id":737,"service_id":23584,"number":null,"name":null,
                   "event_id":1,"start_time":1795291200,
                   "start_time_iso":"2026-11-21T20:00:00-03:00","start_time_unix":1795302000,
