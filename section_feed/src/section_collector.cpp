@@ -53,6 +53,10 @@ const char* to_string(drop_reason reason) {
 
 // The PID's place in the stream and the section that is being put together.
 struct section_collector::assembly {
+    assembly(std::uint16_t of, const drop_handler& dropped) : pid(of), on_dropped(dropped) {}
+
+    const std::uint16_t pid;
+    const drop_handler& on_dropped;
     pid_counts counts;
     bool synchronised = false;  // a packet with payload came; `last_packet` is it
     bool repeated = false;      // and it came twice
@@ -60,7 +64,10 @@ struct section_collector::assembly {
     std::size_t used = 0;  // 0: no section has begun
     std::array<std::uint8_t, largest_section + 1> bytes = {};
 
-    void count(drop_reason reason) { ++counts.dropped[static_cast<std::size_t>(reason)]; }
+    void count(drop_reason reason) {
+        ++counts.dropped[static_cast<std::size_t>(reason)];
+        if (on_dropped) on_dropped(pid, reason);
+    }
     void drop_unfinished() {
         if (used == 0) return;
         count(drop_reason::unfinished);
@@ -88,9 +95,10 @@ struct section_collector::assembly {
 };
 
 section_collector::section_collector(section_handler on_section, refusal_handler on_refused,
-                                     gate_options options)
+                                     gate_options options, drop_handler on_dropped)
     : on_section_(std::move(on_section)),
       on_refused_(std::move(on_refused)),
+      on_dropped_(std::move(on_dropped)),
       options_(options),
       assemblies_(pids) {}
 
@@ -98,7 +106,7 @@ section_collector::~section_collector() = default;
 
 void section_collector::follow(std::uint16_t pid) {
     if (pid >= pids) throw std::out_of_range("a PID has 13 bits");
-    if (!assemblies_[pid]) assemblies_[pid] = std::make_unique<assembly>();
+    if (!assemblies_[pid]) assemblies_[pid] = std::make_unique<assembly>(pid, on_dropped_);
     followed_.set(pid);
 }
 

@@ -7,15 +7,16 @@ namespace orvix::section_feed {
 
 namespace {
 
-constexpr std::size_t pids = 0x2000;
+constexpr std::size_t all_pids = 0x2000;
 constexpr std::uint16_t null_pid = 0x1FFF;
 
 }  // namespace
 
-stream_counts::stream_counts() : pids_(pids) {}
+stream_counts::stream_counts() : pids_(all_pids) {}
 stream_counts::~stream_counts() = default;
 
 packet_fault stream_counts::look_closer(const std::uint8_t* packet, pid_state& state) {
+    if (state.counts.packets == 1) met_.push_back(ts_get_pid(packet));
     if (ts_get_transporterror(packet)) {
         ++state.counts.transport_errors;
         return packet_fault::transport_error;
@@ -23,7 +24,7 @@ packet_fault stream_counts::look_closer(const std::uint8_t* packet, pid_state& s
     if (ts_get_scrambling(packet) != 0) ++state.counts.scrambled;
     if (ts_get_pid(packet) == null_pid) return packet_fault::none;
 
-    const bool first = state.expected == 0;
+    const bool first = state.expected == before_first;
     const unsigned int counter = ts_get_cc(packet);
     if (discontinuity_announced(packet)) {
         // Without payload too: it says from which number the next one counts on.

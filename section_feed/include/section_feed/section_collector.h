@@ -64,12 +64,14 @@ public:
     using section_handler = std::function<void(const section&)>;
     /// The same, with why the section was refused.
     using refusal_handler = std::function<void(const section&, const gate_result&)>;
+    using drop_handler = std::function<void(std::uint16_t pid, drop_reason)>;
 
     /// `on_section` is handed every admitted section, `on_refused` every whole one that the gate
     /// refuses (verdict::not_decoded included). Both may follow and unfollow PIDs, also the one in
     /// hand. What they throw passes through `push`; the rest of that packet is then lost.
+    /// `on_dropped` is told of each count of `pid_counts::dropped`, and may do neither.
     explicit section_collector(section_handler on_section, refusal_handler on_refused = {},
-                               gate_options options = {});
+                               gate_options options = {}, drop_handler on_dropped = {});
     ~section_collector();
     section_collector(const section_collector&) = delete;
     section_collector& operator=(const section_collector&) = delete;
@@ -106,6 +108,7 @@ private:
 
     section_handler on_section_;
     refusal_handler on_refused_;
+    drop_handler on_dropped_;
     gate_options options_;
     std::bitset<pids> followed_;
     std::vector<std::unique_ptr<assembly>> assemblies_;  // by PID; none if it was never followed

@@ -20,7 +20,7 @@ struct packet_counts {
 enum class packet_fault : std::uint8_t { none, transport_error, continuity };
 
 /// Counts the packets of every PID, also of those that nobody follows: one look at each header, in
-/// memory that never grows. One thread at a time.
+/// memory for all PIDs there are. One thread at a time.
 ///
 /// The continuity_counter (ISO/IEC 13818-1 2.4.3.3) counts packets with payload; one more packet
 /// with the counter of the one before is the repetition that is legal, and where
@@ -48,16 +48,19 @@ public:
 
     /// Of a PID up to 0x1FFF.
     const packet_counts& of(std::uint16_t pid) const { return pids_[pid].counts; }
+    /// The PIDs that have sent anything, by their first packets.
+    const std::vector<std::uint16_t>& pids() const { return met_; }
 
 private:
     // The fourth byte of a header: scrambling, adaptation, payload (2, 1, 1 bits), the counter.
     static constexpr std::uint8_t without_adaptation = 0xDF;
     static constexpr std::uint8_t clear_payload = 0x10;
+    static constexpr std::uint8_t before_first = 0x20;  // no packet's fourth byte looks so
 
     struct pid_state {
         packet_counts counts;
-        // What the next clear packet with payload says in its fourth byte; 0 before the first.
-        std::uint8_t expected = 0;
+        // What the next clear packet with payload says in its fourth byte.
+        std::uint8_t expected = before_first;
         bool repeated = false;  // the last packet with payload came twice
 
         void expect_next(unsigned int counter) {
@@ -66,9 +69,10 @@ private:
         }
     };
 
-    static packet_fault look_closer(const std::uint8_t* packet, pid_state& state);
+    packet_fault look_closer(const std::uint8_t* packet, pid_state& state);
 
     std::vector<pid_state> pids_;
+    std::vector<std::uint16_t> met_;
 };
 
 }  // namespace orvix::section_feed
