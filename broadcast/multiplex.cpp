@@ -28,7 +28,11 @@ multiplex::multiplex(std::string name, observer& to, const settings& how)
                  [this](const section_feed::section& found, const section_feed::gate_result& why) {
                      refuse(found, why);
                  },
-                 intake_.gate_options()),
+                 intake_.gate_options(),
+                 [this](std::uint16_t pid, section_feed::drop_reason why) {
+                     // What the stream's end cuts off is no fault of it.
+                     if (!is_ended_) to_.dropped(pid, packet_, why);
+                 }),
       programs_({[this](std::uint16_t pid) {
                      collector_.follow(pid);
                      newly_referred_.push_back(pid);
@@ -42,6 +46,7 @@ multiplex::multiplex(std::string name, observer& to, const settings& how)
         collector_.follow(pid);
     }
     for (const std::uint16_t pid : how_.pids) collector_.follow(pid);
+    to_.stream_begins({clock_, counts_, programs_});
 }
 
 bool multiplex::is_always_followed(std::uint16_t pid) const {
@@ -63,15 +68,29 @@ void multiplex::push_packets() {
 }
 
 void multiplex::observe(const section_feed::packet& p) {
+    packet_ = p.index;
+    if (reader_.skipped_bytes() != skipped_bytes_) observe_gap(p.index);
     const section_feed::packet_fault fault = counts_.push(p);
     if (fault != section_feed::packet_fault::none) to_.packet_fault(p, pid_of(p), fault);
     const section_feed::clock_reference* const reference = clock_.push(p);
     if (reference != nullptr) to_.clock_reference(*reference);
+    if (p.index % packets_between_looks == 0) to_.packets_passed(p.index);
+}
+
+void multiplex::observe_gap(std::uint64_t next_packet) {
+    packet_gap skipped;
+    skipped.next_packet = next_packet;
+    skipped.bytes =
+        reader_.skipped_bytes() - std::exchange(skipped_bytes_, reader_.skipped_bytes());
+    skipped.sync_lost = reader_.sync_losses() != std::exchange(sync_losses_, reader_.sync_losses());
+    to_.gap(skipped);
 }
 
 void multiplex::end() {
     reader_.finish();
     push_packets();
+    if (reader_.skipped_bytes() != skipped_bytes_) observe_gap(reader_.packets());
+    is_ended_ = true;
     collector_.finish();
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <section_feed/packet_reader.h>
+#include <section_feed/section_collector.h>
 #include <section_feed/stream_clock.h>
 #include <section_feed/stream_counts.h>
 
@@ -32,6 +33,20 @@ struct sighting {
     std::optional<double> seconds;
 };
 
+/// What a transport stream has shown so far; lives as long as it is read.
+struct stream_facts {
+    const section_feed::stream_clock& clock;
+    const section_feed::stream_counts& counts;
+    const programs& known_programs;
+};
+
+/// Bytes between packets that belong to none.
+struct packet_gap {
+    std::uint64_t next_packet = 0;  ///< the number of the one behind it
+    std::uint64_t bytes = 0;
+    bool sync_lost = false;  ///< packets had to be found again
+};
+
 /// Is told what comes in an input, in its order.
 class observer {
 public:
@@ -40,10 +55,19 @@ public:
     observer(const observer&) = delete;
     observer& operator=(const observer&) = delete;
 
+    /// A transport stream begins: not told of a file of bare sections.
+    virtual void stream_begins(const stream_facts& /*of*/) {}
+    /// Every so many packets, so that what does not come is noticed too.
+    virtual void packets_passed(std::uint64_t /*last_packet*/) {}
+    /// Told with the packet behind it.
+    virtual void gap(const packet_gap& /*skipped*/) {}
     /// What is wrong with a packet, of any PID. Before the section that the packet ends.
     virtual void packet_fault(const section_feed::packet& /*packet*/, std::uint16_t /*pid*/,
                               section_feed::packet_fault /*what*/) {}
     virtual void clock_reference(const section_feed::clock_reference& /*reference*/) {}
+    /// A packet, or the section that it belongs to, is lost.
+    virtual void dropped(std::uint16_t /*pid*/, std::uint64_t /*packet*/,
+                         section_feed::drop_reason /*why*/) {}
     virtual void section(const sighting& seen) = 0;
     virtual void refused(const place& where, const refusal& what) = 0;
     /// Whether it has seen enough; asked behind each section.

@@ -86,6 +86,11 @@ bool programs::has_applications_on(std::uint16_t service_id, std::uint16_t pid) 
     return std::binary_search(pids.begin(), pids.end(), pid);
 }
 
+std::optional<std::uint16_t> programs::pmt_pid_of(std::uint16_t service_id) const {
+    const auto p = programs_.find(service_id);
+    return p == programs_.end() ? std::nullopt : p->second.pmt_pid;
+}
+
 void programs::leave_pmt_pid(const program& p) {
     if (!p.pmt_pid) return;
     handlers_.on_pmt_gone(*p.pmt_pid);

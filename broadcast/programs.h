@@ -49,6 +49,19 @@ public:
     /// Whether the service's PMT names this PID as a stream that may carry an AIT.
     bool has_applications_on(std::uint16_t service_id, std::uint16_t pid) const;
 
+    /// Where the service's PMT is looked for; none for a service that is not listed.
+    std::optional<std::uint16_t> pmt_pid_of(std::uint16_t service_id) const;
+    /// Whether the PAT names this PID, or a PMT as that of an AIT.
+    bool refers_to(std::uint16_t pid) const { return references_[pid] > 0; }
+    /// Calls `visit` with the service_id of each programme that has a PMT or should have one.
+    template <typename Visit>
+    void for_each_service(Visit visit) const {
+        for (const auto& [program_number, known] : programs_) {
+            const bool is_nit = program_number == 0;
+            if (!is_nit) visit(program_number);
+        }
+    }
+
     /// Further programmes are not followed.
     const bound& limit() const { return limit_; }
 
