@@ -1,0 +1,84 @@
+#include "findings.h"
+
+namespace orvix::broadcast {
+
+void findings::set_time(std::uint64_t number, std::optional<double> seconds) {
+    ledger_.set_time({number, seconds, clock_.time(seconds)});
+}
+
+void findings::set_time(std::uint64_t packet) {
+    set_time(packet, stream_ ? stream_->clock.seconds(packet) : std::nullopt);
+}
+
+void findings::stream_begins(const stream_facts& of) {
+    stream_.emplace(of);
+    pids_.stream_begins(of);
+    tables_.stream_begins(of);
+}
+
+void findings::packets_passed(std::uint64_t last_packet) {
+    set_time(last_packet);
+    stream_faults_.packets_passed();
+    pids_.packets_passed();
+    tables_.packets_passed();
+}
+
+void findings::gap(const packet_gap& skipped) {
+    set_time(skipped.next_packet);
+    stream_faults_.take(skipped);
+}
+
+void findings::packet_fault(const section_feed::packet& packet, std::uint16_t pid,
+                            section_feed::packet_fault what) {
+    set_time(packet.index);
+    stream_faults_.take(pid, what);
+}
+
+void findings::clock_reference(const section_feed::clock_reference& reference) {
+    set_time(reference.packet_index);
+    stream_faults_.take(reference);
+}
+
+void findings::dropped(std::uint16_t pid, std::uint64_t packet, section_feed::drop_reason why) {
+    set_time(packet);
+    stream_faults_.take_drop(pid, why);
+}
+
+void findings::section(const sighting& seen) {
+    set_time(seen.where.number, seen.seconds);
+    if (seen.where.crc_error) return stream_faults_.take_wrong_crc(seen.where, seen.bytes[0]);
+    clock_.take(seen);
+    if (seen.is_new) pids_.take(seen.bytes, seen.size, seen.where.pid);
+    tables_.take(seen);
+    versions_.take(seen);
+}
+
+void findings::refused(const place& where, const refusal& what) {
+    set_time(where.number);
+    if (what.why.why == section_feed::verdict::crc_mismatch) {
+        return stream_faults_.take_wrong_crc(where, what.section[0]);
+    }
+    pids_.take(what.section, what.size, where.pid);
+    if (what.why.why == section_feed::verdict::not_decoded) return;
+    // It came, whatever the receiver makes of it.
+    sighting seen;
+    seen.where = where;
+    seen.bytes = what.section;
+    seen.size = what.size;
+    seen.seconds = ledger_.now().seconds;
+    if (what.size >= 8) tables_.take(seen);
+}
+
+void findings::end() {
+    if (stream_) {
+        set_time(ledger_.now().number);
+        tables_.end();
+        pids_.end();
+    }
+}
+
+std::vector<bound> findings::bounds() const {
+    return {ledger_.limit(), tables_.limit(), versions_.limit(), pids_.limit()};
+}
+
+}  // namespace orvix::broadcast

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <optional>
+#include <vector>
+
+#include <broadcast/bound.h>
+#include <broadcast/observer.h>
+#include "broadcast_clock.h"
+#include "ledger.h"
+#include "pid_watch.h"
+#include "stream_faults.h"
+#include "table_versions.h"
+#include "table_watch.h"
+
+namespace orvix::broadcast {
+
+/// What is wrong with a broadcast, and where this receiver reads something else than was sent.
+///
+/// Each check is a class of its own; they see what comes in the stream's order and know nothing of
+/// each other. Time is that of the stream; where there is none, nothing is found that takes it.
+/// Memory is bounded, and time is linear in the stream, whatever it says.
+class findings : public observer {
+public:
+    explicit findings(finding_limits limits = {}, ledger::change_handler on_change = {})
+        : ledger_(limits, std::move(on_change)) {}
+
+    void stream_begins(const stream_facts& of) override;
+    void packets_passed(std::uint64_t last_packet) override;
+    void gap(const packet_gap& skipped) override;
+    void packet_fault(const section_feed::packet& packet, std::uint16_t pid,
+                      section_feed::packet_fault what) override;
+    void clock_reference(const section_feed::clock_reference& reference) override;
+    void dropped(std::uint16_t pid, std::uint64_t packet, section_feed::drop_reason why) override;
+    void section(const sighting& seen) override;
+    void refused(const place& where, const refusal& what) override;
+    /// No more comes, and the stream is still there.
+    void end();
+
+    /// The most severe first.
+    std::vector<finding> told() const { return ledger_.told(); }
+    /// Whether there was a clock, by which all that takes time was judged.
+    bool had_clock() const { return ledger_.now().seconds.has_value(); }
+    std::vector<bound> bounds() const;
+
+private:
+    void set_time(std::uint64_t number, std::optional<double> seconds);
+    void set_time(std::uint64_t packet);
+
+    std::optional<stream_facts> stream_;
+    ledger ledger_;
+    broadcast_clock clock_ = broadcast_clock(ledger_);
+    stream_faults stream_faults_ = stream_faults(ledger_);
+    pid_watch pids_ = pid_watch(ledger_);
+    table_watch tables_ = table_watch(ledger_);
+    table_versions versions_ = table_versions(ledger_);
+};
+
+}  // namespace orvix::broadcast
