@@ -1,9 +1,10 @@
 #include "broadcast_clock.h"
 
+#include <broadcast/times.h>
+
 #include <cmath>
 #include <string>
 
-#include <broadcast/times.h>
 #include "wording.h"
 
 namespace orvix::broadcast {
@@ -17,6 +18,7 @@ constexpr std::int64_t last_time = 2147472000;
 constexpr std::int64_t end_of_32_bits = 2147483648;
 
 constexpr double minute = 60;
+constexpr double slack = 1e-3;  // what is lost in counting
 
 std::optional<std::time_t> time_in(const table_ref& table) {
     if (const auto* const tdt = std::get_if<const si_parser::tdt*>(&table)) return (*tdt)->utc_time;
@@ -24,9 +26,7 @@ std::optional<std::time_t> time_in(const table_ref& table) {
     return std::nullopt;
 }
 
-std::string date_of(std::int64_t time) {
-    return std::string(iso_time(time, brasilia).view());
-}
+std::string date_of(std::int64_t time) { return std::string(iso_time(time, brasilia).view()); }
 
 }  // namespace
 
@@ -64,13 +64,13 @@ void broadcast_clock::compare(const reading& now, std::uint8_t table_id) {
     const double by_stream = *now.seconds - *compared_->seconds;
     const auto by_broadcast = static_cast<double>(now.time - compared_->time);
     const double difference = std::abs(by_broadcast - by_stream);
-    const bool is_wrong = difference > to_.limit_of(finding_kind::clock_wrong);
+    const bool is_wrong = difference > to_.limit_of(finding_kind::clock_wrong) + slack;
     if (is_wrong) {
         to_.occurs({finding_kind::clock_wrong, {}, difference, {}, {}}, [&] {
             return "the " + wording::table(table_id) + " went on by " +
-                   std::to_string(now.time - compared_->time) + " s while the stream's clock did by " +
-                   wording::span_of_time(by_stream) + " (at most " +
-                   wording::span_of_time(to_.limit_of(finding_kind::clock_wrong)) +
+                   std::to_string(now.time - compared_->time) +
+                   " s while the stream's clock did by " + wording::span_of_time(by_stream) +
+                   " (at most " + wording::span_of_time(to_.limit_of(finding_kind::clock_wrong)) +
                    " apart in a minute)";
         });
     }

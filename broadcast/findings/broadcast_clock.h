@@ -1,10 +1,11 @@
 #pragma once
 
+#include <broadcast/observer.h>
+
 #include <cstdint>
 #include <ctime>
 #include <optional>
 
-#include <broadcast/observer.h>
 #include "ledger.h"
 
 namespace orvix::broadcast {

@@ -84,7 +84,8 @@ enum class finding_kind : std::uint8_t {
     receiver_misses,
     receiver_clock_2038,
 };
-constexpr std::size_t finding_kinds = static_cast<std::size_t>(finding_kind::receiver_clock_2038) + 1;
+constexpr std::size_t finding_kinds =
+    static_cast<std::size_t>(finding_kind::receiver_clock_2038) + 1;
 
 /// What makes a finding one.
 struct finding_rule {

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <broadcast/bound.h>
+#include <broadcast/observer.h>
+
 #include <optional>
 #include <vector>
 
-#include <broadcast/bound.h>
-#include <broadcast/observer.h>
 #include "broadcast_clock.h"
 #include "ledger.h"
 #include "pid_watch.h"

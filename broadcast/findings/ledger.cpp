@@ -132,9 +132,8 @@ std::vector<finding> ledger::told() const {
     std::vector<finding> all;
     all.reserve(entries_.size());
     for (const auto& [of, e] : entries_) all.push_back(e.is);
-    std::stable_sort(all.begin(), all.end(), [](const finding& a, const finding& b) {
-        return a.how_bad < b.how_bad;
-    });
+    std::stable_sort(all.begin(), all.end(),
+                     [](const finding& a, const finding& b) { return a.how_bad < b.how_bad; });
     return all;
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <broadcast/bound.h>
+
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -10,7 +12,6 @@
 #include <utility>
 #include <vector>
 
-#include <broadcast/bound.h>
 #include "finding.h"
 
 namespace orvix::broadcast {
@@ -19,15 +20,15 @@ namespace orvix::broadcast {
 struct occurrence {
     finding_kind kind = finding_kind::sync_lost;
     finding_subject about;
-    std::optional<double> measured;  ///< in seconds; the worst one is kept
-    std::optional<double> limit;     ///< where it is not that of the kind
+    std::optional<double> measured;   ///< in seconds; the worst one is kept
+    std::optional<double> limit;      ///< where it is not that of the kind
     std::optional<severity> how_bad;  ///< where it is not that of the kind
 };
 
 /// Keeps the findings, each once. Whoever looks for faults writes what it finds here.
 ///
-/// A finding ends when it has neither lasted nor occurred for `quiet_seconds` of the stream's clock;
-/// if it comes again after that, it has begun anew.
+/// A finding ends when it has neither lasted nor occurred for `quiet_seconds` of the stream's
+/// clock; if it comes again after that, it has begun anew.
 class ledger {
 public:
     static constexpr double quiet_seconds = 10;

@@ -1,10 +1,11 @@
 #include "pid_watch.h"
 
+#include <broadcast/programs.h>
+#include <broadcast/readings/section_loops.h>
+
 #include <algorithm>
 #include <utility>
 
-#include <broadcast/programs.h>
-#include <broadcast/readings/section_loops.h>
 #include "wording.h"
 
 extern "C" {
@@ -185,11 +186,11 @@ void pid_watch::check_name(std::uint16_t pid, watched_pid& state, double now, bo
     }
     if (!state.unnamed) state.unnamed = now;
     const double sends = state.active - *state.unnamed;
-    if (sends <= to_.limit_of(finding_kind::pid_unreferenced) || state.is_unreferenced) return;
+    const double limit = to_.limit_of(finding_kind::pid_unreferenced);
+    if (sends <= limit + look_every || state.is_unreferenced) return;
     state.is_unreferenced = true;
-    to_.begins({finding_kind::pid_unreferenced, {pid, {}, 0}, {}, {}, {}}, [&] {
-        return wording::pid(pid) + " sends packets, but no table names it";
-    });
+    to_.begins({finding_kind::pid_unreferenced, {pid, {}, 0}, {}, {}, {}},
+               [&] { return wording::pid(pid) + " sends packets, but no table names it"; });
 }
 
 void pid_watch::end() {

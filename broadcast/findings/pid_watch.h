@@ -1,5 +1,9 @@
 #pragma once
 
+#include <broadcast/bound.h>
+#include <broadcast/observer.h>
+#include <broadcast/readings/span.h>
+
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -7,9 +11,6 @@
 #include <string>
 #include <vector>
 
-#include <broadcast/bound.h>
-#include <broadcast/observer.h>
-#include <broadcast/readings/span.h>
 #include "ledger.h"
 
 namespace orvix::broadcast {
@@ -38,11 +39,11 @@ private:
         std::vector<std::uint16_t> others;
     };
     struct watched_pid {
-        std::uint32_t streams = 0;     ///< how often it is named as one
-        std::uint32_t others = 0;      ///< how often it is named as anything else
-        std::uint16_t service_id = 0;  ///< of the PMT that named it last
-        std::uint64_t packets = 0;     ///< that it had sent at the last look
-        double active = 0;             ///< when it was last seen to have sent, or to be named
+        std::uint32_t streams = 0;      ///< how often it is named as one
+        std::uint32_t others = 0;       ///< how often it is named as anything else
+        std::uint16_t service_id = 0;   ///< of the PMT that named it last
+        std::uint64_t packets = 0;      ///< that it had sent at the last look
+        double active = 0;              ///< when it was last seen to have sent, or to be named
         std::optional<double> unnamed;  ///< since when it sends without a name
         bool is_missing = false;        ///< as the findings say
         bool is_unreferenced = false;

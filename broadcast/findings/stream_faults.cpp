@@ -30,15 +30,16 @@ constexpr double look_every = 0.5;
 void stream_faults::take(const packet_gap& skipped) {
     if (skipped.sync_lost) {
         to_.occurs({finding_kind::sync_lost, {}, {}, {}, {}}, [] {
-            return std::string("the sync bytes were lost: what came until they were found again is "
-                               "not received");
+            return std::string(
+                "the sync bytes were lost: what came until they were found again is "
+                "not received");
         });
     }
     const bool is_cut_capture = !skipped.sync_lost && skipped.bytes < largest_packet;
     if (is_cut_capture) return;
     to_.occurs({finding_kind::bytes_skipped, {}, {}, {}, {}}, [&] {
-        return wording::count_of(skipped.bytes, "byte") + " that belong to no packet before packet " +
-               std::to_string(skipped.next_packet);
+        return wording::count_of(skipped.bytes, "byte") +
+               " that belong to no packet before packet " + std::to_string(skipped.next_packet);
     });
 }
 
@@ -103,7 +104,7 @@ void stream_faults::take(const section_feed::clock_reference& reference) {
         const double difference =
             std::abs(std::remainder(reference.by_value - *reference.by_place, pcr_wrap));
         const double largest_jump = to_.limit_of(finding_kind::pcr_jump);
-        const bool jumped = reference.by_value > largest_jump && difference > largest_jump;
+        const bool jumped = reference.by_value > largest_jump && difference > largest_jump + slack;
         const double seconds = jumped ? *reference.by_place : reference.by_value;
         const occurrence rare = {finding_kind::pcr_rare, {pid, {}, 0}, seconds, {}, {}};
         if (jumped) note_jump(pid, difference);

@@ -1,10 +1,11 @@
 #pragma once
 
+#include <broadcast/observer.h>
+
 #include <map>
 #include <optional>
 #include <string>
 
-#include <broadcast/observer.h>
 #include "ledger.h"
 
 namespace orvix::broadcast {

@@ -172,9 +172,10 @@ void table_versions::look_for_missing(table& known, const sighting& seen) {
     if (times->second != times_to_miss_another || known.has_missed) return;
 
     const bool by_segment = is_schedule(seen.bytes[0]);
-    const unsigned int first = by_segment ? number / sections_of_a_segment * sections_of_a_segment : 0;
-    const unsigned int last = by_segment ? eit_get_segment_last_sec_number(seen.bytes)
-                                         : psi_get_lastsection(seen.bytes);
+    const unsigned int first =
+        by_segment ? number / sections_of_a_segment * sections_of_a_segment : 0;
+    const unsigned int last =
+        by_segment ? eit_get_segment_last_sec_number(seen.bytes) : psi_get_lastsection(seen.bytes);
     for (unsigned int missing = first; missing <= last; ++missing) {
         if (known.times.count(static_cast<std::uint8_t>(missing)) != 0) continue;
         known.has_missed = true;

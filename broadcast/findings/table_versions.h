@@ -1,13 +1,14 @@
 #pragma once
 
+#include <broadcast/bound.h>
+#include <broadcast/observer.h>
+
 #include <bitset>
 #include <cstdint>
 #include <map>
 #include <string>
 #include <tuple>
 
-#include <broadcast/bound.h>
-#include <broadcast/observer.h>
 #include "ledger.h"
 
 namespace orvix::broadcast {

@@ -1,9 +1,11 @@
 #include "table_watch.h"
 
-#include <algorithm>
-
 #include <broadcast/programs.h>
 #include <broadcast/readings/section_loops.h>
+
+#include <algorithm>
+#include <utility>
+
 #include "wording.h"
 
 extern "C" {
@@ -97,7 +99,9 @@ finding_subject table_watch::subject_of(const key& of) {
                                  of.of == interval::schedule_today ||
                                  of.of == interval::schedule_later;
     if (is_of_a_service) about.service_id = of.extension;
+    const bool stands_alone = of.awaited && !is_of_a_service;
     if (of.of == interval::schedule_later) about.item = 1;
+    if (stands_alone) about.item = static_cast<std::uint64_t>(of.of);
     return about;
 }
 
@@ -155,33 +159,49 @@ bool table_watch::is_expected(const key& k) const {
     }
 }
 
-void table_watch::take(const sighting& seen) {
-    if (!stream_ || !seen.where.pid) return;
+std::optional<table_watch::key> table_watch::key_of(const sighting& seen) {
     const std::optional<interval> of = interval_of(seen);
-    if (!of) return;
-    references_have_changed_ =
-        references_have_changed_ ||
-        (seen.is_new && (of == interval::pat || of == interval::pmt || of == interval::sdt));
-    if (seen.is_new && of == interval::sdt) read_flags(seen);
-    if (!seen.seconds) return;
-
-    const bool is_clock = of == interval::clock;
-    const bool is_alone = is_clock || of == interval::pat || of == interval::nit ||
-                          of == interval::sdt;  // there is one table of them in a stream
+    if (!of || !seen.where.pid) return std::nullopt;
     key k;
     k.of = *of;
     k.pid = *seen.where.pid;
-    if (!is_clock) {
-        k.table_id = seen.bytes[0];
-        if (!is_alone) k.extension = psi_get_tableidext(seen.bytes);
-        k.section_number = psi_get_section(seen.bytes);
-    }
-    if (!is_expected(k)) return;
+    if (of == interval::clock) return k;
+    // There is one PAT, NIT and SDT of a stream, whatever they say whose they are.
+    const bool is_alone = of == interval::pat || of == interval::nit || of == interval::sdt;
+    k.table_id = seen.bytes[0];
+    if (!is_alone) k.extension = psi_get_tableidext(seen.bytes);
+    k.section_number = psi_get_section(seen.bytes);
+    return k;
+}
 
+void table_watch::take(const sighting& seen) {
+    const std::optional<key> k = key_of(seen);
+    if (!stream_ || !k) return;
+    const bool is_referring =
+        k->of == interval::pat || k->of == interval::pmt || k->of == interval::sdt;
+    references_have_changed_ = references_have_changed_ || (is_referring && seen.is_new);
+    if (seen.is_new && k->of == interval::sdt) read_flags(seen);
+    if (!seen.seconds) {
+        const bool fits = early_.size() < most_early_sections;
+        if (fits) early_.push_back({*k, seen.where.number, seen.is_new});
+        return;
+    }
+    if (!early_.empty()) take_early();
+    take(*k, seen.is_new, *seen.seconds);
+    if (seen.is_new && k->of != interval::clock) forget_what_is_gone(*k, seen);
+}
+
+void table_watch::take_early() {
+    for (const early_section& early : std::exchange(early_, {})) {
+        take(early.of, early.is_new, *stream_->clock.seconds(early.packet));
+    }
+}
+
+void table_watch::take(const key& k, bool is_new, double now) {
+    if (!is_expected(k)) return;
     const auto awaited = entries_.find({k.of, true, 0, 0, k.extension, 0});
     if (awaited != entries_.end()) forget(awaited);
-    arrived(k, seen.is_new, *seen.seconds);
-    if (seen.is_new && !is_clock) forget_what_is_gone(k, seen);
+    arrived(k, is_new, now);
 }
 
 void table_watch::read_flags(const sighting& sdt) {
@@ -277,6 +297,7 @@ void table_watch::forget(entries::iterator e) {
 void table_watch::packets_passed() {
     const std::optional<double> now = to_.now().seconds;
     if (!stream_ || !now) return;
+    if (!early_.empty()) take_early();
     for (auto& queues : queues_) {
         for (queue& q : queues) look_for_overdue(q, *now);
     }
@@ -325,8 +346,8 @@ void table_watch::look_for_unexpected(double now) {
     stream_->known_programs.for_each_service([&](std::uint16_t service_id) {
         ++looked_at;
         const std::uint16_t pid = *stream_->known_programs.pmt_pid_of(service_id);
-        const bool has_come = entries_.count({interval::pmt, false, pid, PMT_TABLE_ID, service_id,
-                                              0}) != 0;
+        const bool has_come =
+            entries_.count({interval::pmt, false, pid, PMT_TABLE_ID, service_id, 0}) != 0;
         if (!has_come) await_table({interval::pmt, true, 0, 0, service_id, 0}, now);
     });
     next_review_ = to_.now().number + looked_at;

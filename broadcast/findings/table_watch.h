@@ -1,5 +1,8 @@
 #pragma once
 
+#include <broadcast/bound.h>
+#include <broadcast/observer.h>
+
 #include <array>
 #include <bitset>
 #include <cstdint>
@@ -8,9 +11,8 @@
 #include <optional>
 #include <string>
 #include <tuple>
+#include <vector>
 
-#include <broadcast/bound.h>
-#include <broadcast/observer.h>
 #include "ledger.h"
 
 namespace orvix::broadcast {
@@ -35,7 +37,15 @@ public:
 private:
     /// What has to come within the same time.
     enum class interval : std::uint8_t {
-        pat, pmt, nit, sdt, eit, schedule_today, schedule_later, clock, ait,
+        pat,
+        pmt,
+        nit,
+        sdt,
+        eit,
+        schedule_today,
+        schedule_later,
+        clock,
+        ait,
     };
     static constexpr std::size_t intervals = 9;
 
@@ -62,10 +72,20 @@ private:
         queue::iterator place;  ///< in that of its interval, or among the overdue
     };
 
+    /// One that came before the stream's clock ran.
+    struct early_section {
+        key of;
+        std::uint64_t packet = 0;
+        bool is_new = false;
+    };
+    // The clock runs after the second PCR; so many sections come in a second.
+    static constexpr std::size_t most_early_sections = 1'000;
+
     static std::optional<interval> interval_of(const sighting& seen);
     static finding_kind kind_of(interval of);
     double limit_of(interval of) const;
     static finding_subject subject_of(const key& of);
+    static std::optional<key> key_of(const sighting& seen);
     static std::string name_of(const key& of);
     std::string overdue_words(const key& k, double since) const;
     queue& queue_of(const key& k) {
@@ -73,6 +93,8 @@ private:
     }
 
     void read_flags(const sighting& sdt);
+    void take_early();
+    void take(const key& k, bool is_new, double now);
     void arrived(const key& k, bool is_new, double now);
     void forget_what_is_gone(key k, const sighting& seen);
     void forget_sections(key first, unsigned int last);
@@ -87,6 +109,7 @@ private:
     entries entries_;
     std::array<std::array<queue, 2>, intervals> queues_;
     queue overdue_;
+    std::vector<early_section> early_;
     std::bitset<0x10000> without_present_;  ///< services that announce no present/following events
     std::bitset<0x10000> without_schedule_;
     bool references_have_changed_ = false;

@@ -1,11 +1,11 @@
 #include "wording.h"
 
+#include <broadcast/names.h>
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdio>
-
-#include <broadcast/names.h>
 
 namespace orvix::broadcast::wording {
 
@@ -36,8 +36,9 @@ std::string span_of_time(double seconds) {
 std::string table(std::uint32_t table_id) {
     std::string name(names::table_kind(table_id));
     if (name.empty()) return "table_id " + hex(table_id, 2);
-    std::transform(name.begin(), name.end(), name.begin(),
-                   [](char c) { return static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c); });
+    std::transform(name.begin(), name.end(), name.begin(), [](char c) {
+        return static_cast<char>(c >= 'a' && c <= 'z' ? c - 'a' + 'A' : c);
+    });
     return name;
 }
 

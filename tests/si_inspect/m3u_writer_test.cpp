@@ -43,23 +43,22 @@ bytes sdt_with(const bytes& descriptors) {
     return sdt_section(multiplex_id, multiplex_id, service(hd_service, 4, 0, descriptors));
 }
 bytes nit_named(const std::string& ts_name) {
-    return nit_section(multiplex_id, {},
-                       transport_stream(multiplex_id, multiplex_id,
-                                        describe_ts_information(3, ts_name)));
+    return nit_section(
+        multiplex_id, {},
+        transport_stream(multiplex_id, multiplex_id, describe_ts_information(3, ts_name)));
 }
 
 TEST(M3u, OfTheSampleIsThis) {
-    EXPECT_THAT(
-        lines_of(
-            si_inspect({"--quiet", "--format", "m3u", "--address", "udp://@239.255.0.1:5004", SAMPLE})
-                .out),
-        ElementsAre("#EXTM3U",
-                    "#EXTINF:-1 tvg-id=\"s23584.n737.isdb-tb.br\" tvg-chno=\"3.1\" "
-                    "tvg-name=\"TV Manacá HD\" group-title=\"TV Manacá\",TV Manacá HD",
-                    "udp://@239.255.0.1:5004",
-                    "#EXTINF:-1 tvg-id=\"s23608.n737.isdb-tb.br\" tvg-chno=\"3.31\" "
-                    "tvg-name=\"Manacá Móvel\" group-title=\"TV Manacá\",Manacá Móvel",
-                    "udp://@239.255.0.1:5004"));
+    EXPECT_THAT(lines_of(si_inspect({"--quiet", "--format", "m3u", "--address",
+                                     "udp://@239.255.0.1:5004", SAMPLE})
+                             .out),
+                ElementsAre("#EXTM3U",
+                            "#EXTINF:-1 tvg-id=\"s23584.n737.isdb-tb.br\" tvg-chno=\"3.1\" "
+                            "tvg-name=\"TV Manacá HD\" group-title=\"TV Manacá\",TV Manacá HD",
+                            "udp://@239.255.0.1:5004",
+                            "#EXTINF:-1 tvg-id=\"s23608.n737.isdb-tb.br\" tvg-chno=\"3.31\" "
+                            "tvg-name=\"Manacá Móvel\" group-title=\"TV Manacá\",Manacá Móvel",
+                            "udp://@239.255.0.1:5004"));
 }
 
 std::set<std::string> ids_in(const std::string& text, const std::string& pattern) {
@@ -86,16 +85,16 @@ TEST(M3u, KnowsChannelsByTheIdsOfTheGuide) {
 }
 
 TEST(M3u, PutsServiceIdAndNumberIntoTheAddress) {
-    EXPECT_EQ(list_of(sdt_with({}) + nit_named("TV"),
-                      "http://tv.local/{number}/{service_id}/{number}.ts")
-                  .at(2),
-              "http://tv.local/3.1/23584/3.1.ts");
+    EXPECT_EQ(
+        list_of(sdt_with({}) + nit_named("TV"), "http://tv.local/{number}/{service_id}/{number}.ts")
+            .at(2),
+        "http://tv.local/3.1/23584/3.1.ts");
 }
 
 TEST(M3u, LeavesOutWhatTheBroadcastDoesNotSay) {
-    EXPECT_THAT(list_of(pat_section(multiplex_id, program(hd_service, hd_pmt_pid))),
-                ElementsAre("#EXTM3U", "#EXTINF:-1 tvg-name=\"23584\",23584",
-                            "http://tv.local/23584"));
+    EXPECT_THAT(
+        list_of(pat_section(multiplex_id, program(hd_service, hd_pmt_pid))),
+        ElementsAre("#EXTM3U", "#EXTINF:-1 tvg-name=\"23584\",23584", "http://tv.local/23584"));
     EXPECT_EQ(list_of(sdt_with(describe_service(0x01, "", "  ")) + nit_named("")).at(1),
               "#EXTINF:-1 tvg-id=\"s23584.n737.isdb-tb.br\" tvg-chno=\"3.1\" tvg-name=\"3.1\",3.1");
 }
@@ -119,9 +118,8 @@ TEST(M3u, KeepsNamesWithinTheirPlace) {
 }
 
 TEST(M3u, TakesTheNetworksNameForAGroupWhereTheStreamHasNone) {
-    const bytes network =
-        nit_section(multiplex_id, descriptor(0x40, raw("Rede\r\n\"Sul\"")),
-                    transport_stream(multiplex_id, multiplex_id));
+    const bytes network = nit_section(multiplex_id, descriptor(0x40, raw("Rede\r\n\"Sul\"")),
+                                      transport_stream(multiplex_id, multiplex_id));
     EXPECT_THAT(list_of(sdt_with({}) + network).at(1), HasSubstr(" group-title=\"Rede'Sul'\","));
 }
 
@@ -136,7 +134,7 @@ TEST(M3u, HasTheServicesOfAllInputsAndOnlyTheWantedOnes) {
     const std::string hd = folder.file("a.bin", sdt_with({}));
     const std::string mobile =
         folder.file("b.bin", sdt_section(2, multiplex_id, service(mobile_service, 4, 0)));
-    const std::vector<std::string> arguments = {"--quiet",    "--format", "m3u", "--address",
+    const std::vector<std::string> arguments = {"--quiet",      "--format",   "m3u", "--address",
                                                 "{service_id}", "--sections", hd,    mobile};
     const std::vector<std::string> all = lines_of(si_inspect(arguments).out);
     ASSERT_THAT(all, SizeIs(5));
