@@ -14,6 +14,7 @@ void findings::stream_begins(const stream_facts& of) {
     stream_.emplace(of);
     pids_.stream_begins(of);
     tables_.stream_begins(of);
+    events_.stream_begins(of);
 }
 
 void findings::packets_passed(std::uint64_t last_packet) {
@@ -21,6 +22,7 @@ void findings::packets_passed(std::uint64_t last_packet) {
     stream_faults_.packets_passed();
     pids_.packets_passed();
     tables_.packets_passed();
+    events_.packets_passed();
 }
 
 void findings::gap(const packet_gap& skipped) {
@@ -51,6 +53,8 @@ void findings::section(const sighting& seen) {
     if (seen.is_new) pids_.take(seen.bytes, seen.size, seen.where.pid);
     tables_.take(seen);
     versions_.take(seen);
+    events_.take(seen);
+    receiver_.take(seen);
 }
 
 void findings::refused(const place& where, const refusal& what) {
@@ -67,6 +71,7 @@ void findings::refused(const place& where, const refusal& what) {
     seen.size = what.size;
     seen.seconds = ledger_.now().seconds;
     if (what.size >= 8) tables_.take(seen);
+    receiver_.take_refused(where, what);
 }
 
 void findings::end() {
@@ -74,11 +79,15 @@ void findings::end() {
         set_time(ledger_.now().number);
         tables_.end();
         pids_.end();
+        events_.end();
     }
 }
 
 std::vector<bound> findings::bounds() const {
-    return {ledger_.limit(), tables_.limit(), versions_.limit(), pids_.limit()};
+    std::vector<bound> all = {ledger_.limit(), tables_.limit(), versions_.limit(), pids_.limit()};
+    const std::vector<bound> of_events = events_.limits();
+    all.insert(all.end(), of_events.begin(), of_events.end());
+    return all;
 }
 
 }  // namespace orvix::broadcast

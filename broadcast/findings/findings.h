@@ -7,8 +7,10 @@
 #include <vector>
 
 #include "broadcast_clock.h"
+#include "event_checks.h"
 #include "ledger.h"
 #include "pid_watch.h"
+#include "receiver_checks.h"
 #include "stream_faults.h"
 #include "table_versions.h"
 #include "table_watch.h"
@@ -54,6 +56,8 @@ private:
     pid_watch pids_ = pid_watch(ledger_);
     table_watch tables_ = table_watch(ledger_);
     table_versions versions_ = table_versions(ledger_);
+    event_checks events_ = event_checks(ledger_);
+    receiver_checks receiver_ = receiver_checks(ledger_);
 };
 
 }  // namespace orvix::broadcast

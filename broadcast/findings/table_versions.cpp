@@ -46,17 +46,6 @@ std::size_t hash_of(const sighting& seen) {
     return std::hash<std::string_view>()({bytes + behind_version, end - behind_version});
 }
 
-/// "the SDT", "the EIT of service 0x5C20"
-std::string name_of(const std::uint8_t* section) {
-    const std::uint8_t table_id = section[0];
-    std::string name = "the " + wording::table(table_id);
-    if (table_id == PMT_TABLE_ID || is_eit(table_id)) {
-        name += " of " + wording::service(psi_get_tableidext(section));
-    }
-    if (is_schedule(table_id)) name += " (table_id " + wording::hex(table_id, 2) + ")";
-    return name;
-}
-
 finding_subject subject_of(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
     finding_subject about;
@@ -96,7 +85,7 @@ void table_versions::take(const sighting& seen) {
 
 void table_versions::take_not_yet_valid(const sighting& seen) {
     to_.occurs({finding_kind::not_yet_valid, subject_of(seen), {}, {}, {}}, [&] {
-        return name_of(seen.bytes) +
+        return wording::table_of(seen.bytes) +
                " is sent before it is valid (current_next_indicator 0): receivers pass it over";
     });
 }
@@ -106,7 +95,7 @@ void table_versions::check_number(const sighting& seen) {
     const unsigned int last = psi_get_lastsection(seen.bytes);
     if (number <= last) return;
     to_.occurs({finding_kind::section_numbers, subject_of(seen), {}, {}, {}}, [&] {
-        return "section_number " + std::to_string(number) + " of " + name_of(seen.bytes) +
+        return "section_number " + std::to_string(number) + " of " + wording::table_of(seen.bytes) +
                " is above its last_section_number " + std::to_string(last);
     });
 }
@@ -117,7 +106,7 @@ void table_versions::begin_version(table& known, const sighting& seen) {
     if (version != expected) {
         const unsigned int before = known.version_number;
         to_.occurs({finding_kind::version_jump, subject_of(seen), {}, {}, {}}, [&] {
-            return "version_number of " + name_of(seen.bytes) + " went from " +
+            return "version_number of " + wording::table_of(seen.bytes) + " went from " +
                    std::to_string(before) + " to " + std::to_string(version) + ", not to " +
                    std::to_string(expected);
         });
@@ -137,7 +126,7 @@ void table_versions::take_content(table& known, const sighting& seen) {
     if (in_place != known.sections.end()) {
         if (std::exchange(in_place->second, hash) == hash) return;
         to_.occurs({finding_kind::content_without_version, subject_of(seen), {}, {}, {}}, [&] {
-            return "section " + std::to_string(number) + " of " + name_of(seen.bytes) +
+            return "section " + std::to_string(number) + " of " + wording::table_of(seen.bytes) +
                    " changed, but its version_number stayed " +
                    std::to_string(known.version_number) + ": receivers miss the change";
         });
@@ -154,7 +143,7 @@ void table_versions::take_content(table& known, const sighting& seen) {
     --kept_;
     if (!known.before.empty()) return;
     to_.occurs({finding_kind::version_without_content, subject_of(seen), {}, {}, {}}, [&] {
-        return "version_number of " + name_of(seen.bytes) + " became " +
+        return "version_number of " + wording::table_of(seen.bytes) + " became " +
                std::to_string(known.version_number) + ", but nothing else changed";
     });
 }
@@ -180,7 +169,7 @@ void table_versions::look_for_missing(table& known, const sighting& seen) {
         if (known.times.count(static_cast<std::uint8_t>(missing)) != 0) continue;
         known.has_missed = true;
         return to_.occurs({finding_kind::section_numbers, subject_of(seen), {}, {}, {}}, [&] {
-            return "section " + std::to_string(missing) + " of " + name_of(seen.bytes) +
+            return "section " + std::to_string(missing) + " of " + wording::table_of(seen.bytes) +
                    " does not come, although it goes up to section " + std::to_string(last);
         });
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -17,7 +18,17 @@ std::string service(std::uint16_t service_id);
 std::string span_of_time(double seconds);
 /// "PAT", "PMT", ...; "table_id 0x70" for a table that the library does not decode.
 std::string table(std::uint32_t table_id);
+/// "the SDT", "the EIT of service 0x5C20"; of a section with its header there.
+std::string table_of(const std::uint8_t* section);
 /// "3 bytes", "1 byte"
 std::string count_of(std::uint64_t count, std::string_view what);
+
+/// How many characters of a text stand in a sentence.
+constexpr std::size_t longest_quote = 40;
+std::size_t characters(std::string_view utf8);
+/// So many characters at most; "..." stands for what is left out.
+std::string shortened(std::string_view utf8, std::size_t most = longest_quote);
+/// "\"Jornal\"", shortened; control codes as "\x0A".
+std::string quoted(std::string_view utf8);
 
 }  // namespace orvix::broadcast::wording
