@@ -94,10 +94,10 @@ struct sent_value {
 
 std::string flag(bool set) { return set ? "1" : "0"; }
 
-/// "03:00": of four digits.
+/// Of four digits.
 std::string time_offset(std::uint16_t bcd) {
     const std::string digits = hex16(bcd).substr(2);
-    return digits.substr(0, 2) + ':' + digits.substr(2);
+    return wording::quoted(digits.substr(0, 2) + ':' + digits.substr(2));
 }
 
 /// What the receiver has of a descriptor's field.
@@ -116,10 +116,12 @@ short_value received_in(const descriptor& d, std::string_view field) {
     if (const auto* const ts = dynamic_cast<const ts_information_descriptor*>(&d)) {
         return quoted_if_short(ts->ts_name);
     }
-    if (const auto* const local = dynamic_cast<const localtime_offset_descriptor*>(&d)) {
-        return time_offset(field == "local_time_offset" ? local->local_time_offset
-                                                        : local->next_time_offset);
+    const auto* const local = dynamic_cast<const localtime_offset_descriptor*>(&d);
+    if (local != nullptr && field == "local_time_offset") {
+        return time_offset(local->local_time_offset);
     }
+    if (local != nullptr && field == "next_time_offset")
+        return time_offset(local->next_time_offset);
     return std::nullopt;
 }
 

@@ -140,8 +140,9 @@ void receiver_checks::take_refused(const place& where, const refusal& what) {
         std::string words =
             about.service_id ? wording::table_of(section) : "the " + wording::table(section[0]);
         if (where.pid) words += " on " + wording::pid(*where.pid);
-        words += is_well_formed(what) ? " is well formed, but refused: " : " is refused: ";
-        return words + what.why.text() + "; the receiver " + std::string(refusal_outcome(what.why));
+        words += is_well_formed(what) ? " is well formed, but" : " is not well formed:";
+        words += " the receiver " + std::string(refusal_outcome(what.why));
+        return words + " (" + what.why.text() + ")";
     });
 }
 

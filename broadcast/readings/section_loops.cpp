@@ -41,6 +41,8 @@ public:
                 counted_records(ait_application_size, application_descriptors_length);
                 break;
             case TDT_TABLE_ID:
+                // It has no CRC_32.
+                if (body_.size() + PSI_CRC_SIZE < TDT_HEADER_SIZE) return ends_early();
                 break;
             case TOT_TABLE_ID:
                 if (body_.size() < TOT_HEADER_SIZE) return ends_early();
