@@ -1,6 +1,7 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cctype>
 #include <iostream>
 #include <map>
@@ -21,6 +22,7 @@ constexpr const char* description =
 constexpr const char* footer = R"(Examples:
   si_inspect capture.ts
   si_inspect --show services capture.ts
+  si_inspect --show findings capture.ts
   si_inspect --show guide capture.ts
   si_inspect --table sdt,nit capture.ts
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
@@ -30,7 +32,8 @@ constexpr const char* footer = R"(Examples:
 
 Exit status:
   0  all inputs were read
-  1  with --strict: something in them was refused, dropped or skipped
+  1  with --strict: something in them was refused, dropped or skipped; with --show findings, an
+     error was found
   2  wrong usage
   3  an input could not be read or is not what it should be, or the output could not be written)";
 
@@ -71,6 +74,27 @@ utc_offset parse_offset(const std::string& option, const std::string& word) {
     throw CLI::ValidationError(option, "'" + word + "' is not an offset like -03:00");
 }
 
+/// "pmt_rare=0.4". Throws CLI::ValidationError.
+void set_limit(const std::string& option, const std::string& word, finding_limits& limits) {
+    const std::size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    const finding_rule* const rule = find_rule(name);
+    if (rule == nullptr || !rule->limit) {
+        throw CLI::ValidationError(option,
+                                   "'" + printable(name) + "' is no finding that has a limit");
+    }
+    const std::string seconds = equals == std::string::npos ? "" : word.substr(equals + 1);
+    const bool is_number = !seconds.empty() && seconds.size() <= 9 &&
+                           std::isdigit(seconds.front()) != 0 &&
+                           seconds.find_first_not_of("0123456789.") == std::string::npos &&
+                           std::count(seconds.begin(), seconds.end(), '.') <= 1;
+    if (!is_number || std::stod(seconds) <= 0) {
+        throw CLI::ValidationError(
+            option, "'" + printable(word) + "' is not like pmt_rare=0.4, in seconds above 0");
+    }
+    limits.set(rule->kind, std::stod(seconds));
+}
+
 const std::map<std::string, output_format> formats = {{"text", output_format::text},
                                                       {"json", output_format::json},
                                                       {"xmltv", output_format::xmltv},
@@ -79,6 +103,7 @@ const std::map<std::string, output_format> formats = {{"text", output_format::te
 
 const std::map<std::string, view_choice> views = {{"tables", view_choice::tables},
                                                   {"services", view_choice::services},
+                                                  {"findings", view_choice::findings},
                                                   {"guide", view_choice::guide}};
 
 /// What a format is always about; nothing of those that show anything.
@@ -169,6 +194,7 @@ public:
             options_.services.insert(
                 static_cast<std::uint16_t>(parse_number("--service", word, 0, largest_service_id)));
         }
+        for (const auto& word : limits_) set_limit("--limit-of", word, options_.limits);
         constexpr unsigned long largest_limit = 999'999'999;
         if (!limit_.empty()) options_.limit = parse_number("--limit", limit_, 1, largest_limit);
         if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
@@ -197,10 +223,22 @@ private:
             }
             options_.show = *only;
         }
+        if (app_.count("--limit-of") != 0 && options_.show != view_choice::findings) {
+            throw CLI::ValidationError("--limit-of", "is for --show findings");
+        }
+        if (options_.show == view_choice::findings) check_findings();
         if (options_.show != view_choice::services) return;
         for (const char* const option : {"--table", "--pid", "--all", "--limit"}) {
             if (app_.count(option) == 0) continue;
             throw CLI::ValidationError(option, "is for tables, not for --show services");
+        }
+    }
+
+    /// They are judged by all that comes.
+    void check_findings() const {
+        for (const char* const option : {"--table", "--service", "--all", "--limit"}) {
+            if (app_.count(option) == 0) continue;
+            throw CLI::ValidationError(option, "is not for --show findings");
         }
     }
 
@@ -233,9 +271,10 @@ private:
 
     void add_filters() {
         const std::string group = "What is shown";
-        add_choice(app_, "--show", options_.show, views, "VIEW",
-                   "tables (the default), services for what a viewer can tune to, or guide for the "
-                   "programmes day by day")
+        add_choice(
+            app_, "--show", options_.show, views, "VIEW",
+            "tables (the default), services for what a viewer can tune to, findings for what "
+            "is wrong, or guide for the programmes day by day")
             ->group(group);
         add_list(app_, "--table", tables_, "Only these tables; all but those behind a '!'")
             ->type_name("TABLE")
@@ -247,6 +286,10 @@ private:
         add_list(app_, "--service", services_,
                  "Leave out what concerns other services only (service_id, decimal or 0x)")
             ->type_name("ID")
+            ->group(group);
+        add_list(app_, "--limit-of", limits_,
+                 "The limit of a finding, in seconds: pmt_rare=0.4 (the manual names them)")
+            ->type_name("NAME=SECONDS")
             ->group(group);
         app_.add_flag("--all", options_.all, "Repeated sections too")->group(group);
         app_.add_option("--limit", limit_, "Stop after so many sections")
@@ -290,7 +333,8 @@ private:
                       "No totals, refusals, notices and progress bar on the standard error")
             ->group(group);
         app_.add_flag("--strict", options_.strict,
-                      "Exit status 1 when anything was refused, dropped or skipped")
+                      "Exit status 1 when anything was refused, dropped or skipped, or with --show "
+                      "findings when an error was found")
             ->group(group);
         add_choice(app_, "--log-level", options_.log_level, log_levels, "LEVEL",
                    "Write the library's log, down to this level, to the standard error")
@@ -303,7 +347,7 @@ private:
 
     CLI::App app_;
     options options_;
-    std::vector<std::string> tables_, pids_, services_, log_categories_;
+    std::vector<std::string> tables_, pids_, services_, limits_, log_categories_;
     std::string limit_, utc_offset_;
 };
 

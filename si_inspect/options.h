@@ -1,5 +1,6 @@
 #pragma once
 
+#include <broadcast/findings/finding.h>
 #include <broadcast/times.h>
 #include <log/orvix_log.h>
 
@@ -12,7 +13,7 @@
 
 namespace orvix::si_inspect {
 
-enum class view_choice : std::uint8_t { tables, services, guide };
+enum class view_choice : std::uint8_t { tables, services, findings, guide };
 enum class output_format : std::uint8_t { text, json, xmltv, m3u, sections };
 enum class color_choice : std::uint8_t { automatic, always, never };
 
@@ -28,6 +29,7 @@ struct options {
     std::set<std::uint16_t> pids;      ///< empty: all
     std::set<std::uint16_t> services;  ///< empty: all
     bool all = false;                  ///< repeats too
+    broadcast::finding_limits limits;
     std::uint64_t limit = std::numeric_limits<std::uint64_t>::max();
 
     output_format format = output_format::text;

@@ -21,6 +21,7 @@
 #include "interruption.h"
 #include "output.h"
 #include "progress.h"
+#include "views/findings_view.h"
 #include "views/guide_view.h"
 #include "views/services_view.h"
 #include "views/tables_view.h"
@@ -114,6 +115,14 @@ public:
         bar_->hide();
         to_->services(file, all);
     }
+    void findings(const std::string& file, const std::vector<finding>& all) override {
+        bar_->hide();
+        to_->findings(file, all);
+    }
+    void finding_changed(const std::string& file, const finding& changed) override {
+        bar_->hide();
+        to_->finding_changed(file, changed);
+    }
     void guide(const guide_contents& all) override {
         bar_->hide();
         to_->guide(all);
@@ -156,7 +165,7 @@ public:
         }
         finish();
         if (failed_) return exit_input;
-        return how_.strict && !view_->counts().complete() ? exit_incomplete : exit_ok;
+        return how_.strict && view_->has_failed() ? exit_incomplete : exit_ok;
     }
 
 private:
@@ -171,6 +180,8 @@ private:
             case view_choice::services:
                 return std::make_unique<services_view>(how_.services, writer_, report_refusal,
                                                        notice_it);
+            case view_choice::findings:
+                return std::make_unique<findings_view>(how_, writer_, report_refusal, notice_it);
             case view_choice::guide:
                 return std::make_unique<guide_view>(how_, writer_, report_refusal, notice_it);
         }
@@ -182,7 +193,7 @@ private:
         const bool several = how_.inputs.size() > 1;
         show_progress_of(from);
         const std::string file = several ? path : std::string();
-        view_->begin_input(file);
+        view_->begin_input(file, !from.size());
         const intake_settings intake = {how_.check_crc, how_.all, &interruption::happened()};
         if (how_.sections) {
             bare_sections sections(file, *view_, intake);
@@ -194,7 +205,6 @@ private:
             const std::uint64_t bytes = read_all(from, stream, "packet");
             if (stream.reader().packets() == 0) complain_of(from, bytes, "not a transport stream");
         }
-        view_->end_input();
     }
 
     static std::uint64_t found_by(const multiplex& stream) { return stream.reader().packets(); }
@@ -231,8 +241,11 @@ private:
         tell(view_->bounds());
         // A stream may end at any time, a file only where it ends.
         if (interruption::happened() && from.size()) cut_short_ = from.name();
-        if (found_by(to) > 0) any_read_ = true;
         view_->counts().add(to);
+        if (found_by(to) > 0) {
+            any_read_ = true;
+            view_->end_input();
+        }
         bar_->hide();
         return bytes;
     }

@@ -117,9 +117,9 @@ private:
 
 /// When something happened.
 struct moment_of_stream {
-    /// As in `place`: of the packet, or in a file of bare sections of the section.
-    std::uint64_t number = 0;
-    std::optional<double> seconds;    ///< since the first packet, by the stream's clock
+    std::uint64_t number = 0;       ///< of the packet, or in a file of bare sections of the section
+    bool in_stream = true;          ///< else it is a file of bare sections
+    std::optional<double> seconds;  ///< since the first packet, by the stream's clock
     std::optional<std::time_t> time;  ///< by the broadcast's clock, once it has told the time
 };
 

@@ -3,7 +3,7 @@
 namespace orvix::broadcast {
 
 void findings::set_time(std::uint64_t number, std::optional<double> seconds) {
-    ledger_.set_time({number, seconds, clock_.time(seconds)});
+    ledger_.set_time({number, stream_.has_value(), seconds, clock_.time(seconds)});
 }
 
 void findings::set_time(std::uint64_t packet) {

@@ -35,13 +35,18 @@ std::string span_of_time(double seconds) {
     std::array<char, 48> text;
     if (seconds < 1) {
         std::snprintf(text.data(), text.size(), "%.0f ms", seconds * 1000);
-    } else if (seconds < 2 * minute) {
-        std::snprintf(text.data(), text.size(), "%.1f s", seconds);
-    } else {
+        return text.data();
+    }
+    if (seconds >= 2 * minute) {
         std::snprintf(text.data(), text.size(), "%.0f min %.0f s", std::floor(seconds / minute),
                       std::floor(std::fmod(seconds, minute)));
+        return text.data();
     }
-    return text.data();
+    std::snprintf(text.data(), text.size(), seconds < 10 ? "%.2f" : "%.1f", seconds);
+    std::string digits = text.data();
+    digits.erase(digits.find_last_not_of('0') + 1);
+    if (digits.back() == '.') digits.pop_back();
+    return digits + " s";
 }
 
 std::string table(std::uint32_t table_id) {

@@ -14,7 +14,7 @@ std::string hex(std::uint32_t value, int digits);
 std::string pid(std::uint16_t value);
 /// "service 0x5C20"
 std::string service(std::uint16_t service_id);
-/// "812 ms", "12.3 s", "4 min 5 s"
+/// "812 ms", "2.04 s", "12.3 s", "4 min 5 s"
 std::string span_of_time(double seconds);
 /// "PAT", "PMT", ...; "table_id 0x70" for a table that the library does not decode.
 std::string table(std::uint32_t table_id);

@@ -11,8 +11,10 @@ using test::stream_writer;
 
 namespace {
 
-/// Time passes in steps: of sound and picture, each has one packet.
+/// Time passes in steps: of a stream that carries the clock, each has one packet. The others have
+/// one in a second.
 constexpr unsigned int milliseconds_of_tick = 100;
+constexpr unsigned int milliseconds_between_packets = 1000;
 
 struct table_on_air {
     const char* name;  ///< as in the description's milliseconds_between
@@ -59,6 +61,18 @@ bytes padding() {
         .append(bytes(padding_bytes, 0xFF));
 }
 
+/// Of a service: sound, captions, the carousel, but neither the clock nor tables.
+std::vector<std::uint16_t> streams_of(const json& station, const json& service) {
+    std::vector<std::uint16_t> pids;
+    for (const json& stream : service.at("streams")) {
+        const std::uint16_t pid = pid_of(stream, "pid");
+        const bool is_another =
+            pid != pid_of(service, "pcr_pid") && pid != pid_of(station.at("application"), "pid");
+        if (is_another) pids.push_back(pid);
+    }
+    return pids;
+}
+
 test::adaptation_field clock_reference(unsigned int milliseconds) {
     constexpr std::uint64_t ticks_of_millisecond = 27000;
     test::adaptation_field field;
@@ -87,6 +101,10 @@ bytes make_broadcast(const json& station) {
         }
         for (const json& service : station.at("services")) {
             stream.packet(pid_of(service, "pcr_pid"), true, padding(), clock_reference(now));
+            if (now % milliseconds_between_packets != 0) continue;
+            for (const std::uint16_t pid : streams_of(station, service)) {
+                stream.packet(pid, true, padding());
+            }
         }
         const std::size_t due = packets_per_second * (now + milliseconds_of_tick) / 1000;
         if (stream.packets().size() < due) stream.null_packets(due - stream.packets().size());

@@ -12,7 +12,7 @@ std::vector<bound> services_view::bounds() const {
     return all;
 }
 
-void services_view::input_began(const std::string& name) {
+void services_view::input_began(const std::string& name, bool /*is_live*/) {
     counts().add(services_.bounds());  // of the input before
     file_ = name;
     services_ = services();

@@ -30,7 +30,7 @@ public:
     std::vector<broadcast::bound> bounds() const override;
 
 private:
-    void input_began(const std::string& name) override;
+    void input_began(const std::string& name, bool is_live) override;
     void input_ended() override;
     bool show(const broadcast::sighting& seen) override;
 

@@ -27,7 +27,7 @@ protected:
 private:
     /// A section that the user asked for.
     virtual void tell(const broadcast::sighting& seen) { to_.table(seen); }
-    void input_began(const std::string& /*name*/) override { passing_time_ = {}; }
+    void input_began(const std::string& /*name*/, bool /*is_live*/) override { passing_time_ = {}; }
     bool show(const broadcast::sighting& seen) override;
     bool wants_refusal(const broadcast::place& where,
                        const broadcast::refusal& what) const override;

@@ -12,9 +12,9 @@ std::uint16_t pid_of(const place& where) { return where.pid.value_or(totals::no_
 
 }  // namespace
 
-void view::begin_input(const std::string& name) {
+void view::begin_input(const std::string& name, bool is_live) {
     refusals_.clear();
-    input_began(name);
+    input_began(name, is_live);
 }
 
 void view::section(const sighting& seen) {
@@ -31,6 +31,7 @@ bool view::is_new(const place& where, const section_feed::gate_result& why) {
 }
 
 void view::refused(const place& where, const refusal& what) {
+    see_refusal(where, what);
     if (what.why.why == section_feed::verdict::not_decoded) {
         ++counts_.not_decoded[pid_of(where)][what.section[0]];
         return;

@@ -26,8 +26,8 @@ public:
     explicit view(refusal_reporter report_refusal) : report_refusal_(std::move(report_refusal)) {}
 
     /// Another input begins: what was told of the one before counts as new. `name` is
-    /// empty where only one input is read.
-    void begin_input(const std::string& name);
+    /// empty where only one input is read; live is one that has no end of its own.
+    void begin_input(const std::string& name, bool is_live);
     /// No more of this input comes, or is wanted.
     void end_input() { input_ended(); }
     /// All inputs have ended: what is told of them together. Called once, unless nothing was read.
@@ -37,6 +37,8 @@ public:
     void refused(const broadcast::place& where, const broadcast::refusal& what) final;
 
     totals& counts() { return counts_; }
+    /// Whether the inputs are not as they should be, which --strict asks.
+    virtual bool has_failed() const { return !counts_.complete(); }
     /// What the inputs may make us keep.
     virtual std::vector<broadcast::bound> bounds() const { return {different_refusals_}; }
 
@@ -46,7 +48,7 @@ private:
     using refusal_key = std::tuple<std::uint16_t, section_feed::verdict, const char*, std::uint32_t,
                                    std::uint32_t, std::uint32_t>;
 
-    virtual void input_began(const std::string& /*name*/) {}
+    virtual void input_began(const std::string& /*name*/, bool /*is_live*/) {}
     virtual void input_ended() {}
     /// Returns whether the section is shown.
     virtual bool show(const broadcast::sighting& seen) = 0;
@@ -55,6 +57,9 @@ private:
                                const broadcast::refusal& /*what*/) const {
         return true;
     }
+    /// Each one, whether or not it is told.
+    virtual void see_refusal(const broadcast::place& /*where*/,
+                             const broadcast::refusal& /*what*/) {}
     virtual bool wants_repeated_refusals() const { return false; }
     virtual void show_refusal(const broadcast::place& /*where*/,
                               const broadcast::refusal& /*what*/) {}

@@ -1,5 +1,7 @@
 #include "writers/json_line.h"
 
+#include <cmath>
+
 #include "display.h"
 
 namespace orvix::si_inspect {
@@ -63,6 +65,17 @@ void json_line::string(std::string_view words) {
     escaped_.clear();
     append_escaped(escaped_, words);
     json_.plain(escaped_);
+}
+
+void json_line::decimal(std::string_view name, std::optional<double> value) {
+    constexpr double millionths = 1e6;
+    key(name);
+    value ? json_.Double(std::round(*value * millionths) / millionths) : json_.Null();
+}
+
+void json_line::iso_time(std::string_view name, std::optional<std::int64_t> time) {
+    key(name);
+    time ? json_.plain(broadcast::iso_time(*time, offset_)) : null();
 }
 
 void json_line::write(output& to) {

@@ -60,6 +60,11 @@ public:
         json_.plain(escaped_);
     }
 
+    /// In millionths at most; null for none.
+    void decimal(std::string_view name, std::optional<double> value);
+    /// The broadcast's clock as it stands, and its offset; null for none.
+    void iso_time(std::string_view name, std::optional<std::int64_t> time);
+
     // --- Fields: each value under its name, and its meaning beside it ---
 
     template <typename Value>

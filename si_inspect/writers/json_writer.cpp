@@ -4,6 +4,7 @@
 #include <broadcast/readings/refused_reading.h>
 #include <broadcast/refusal_outcome.h>
 
+#include "writers/findings_json.h"
 #include "writers/guide_json.h"
 #include "writers/json_line.h"
 #include "writers/services_json.h"
@@ -129,6 +130,15 @@ void json_writer::refused(const place& where, const refusal& what) {
 
 void json_writer::services(const std::string& file, const told_services& all) {
     write_services(*line_, to_, file, all);
+}
+
+void json_writer::findings(const std::string& file, const std::vector<finding>& all) {
+    for (const finding& f : all) write_finding(*line_, to_, file, f, finding_state::told);
+}
+
+void json_writer::finding_changed(const std::string& file, const finding& changed) {
+    const finding_state state = changed.in_force ? finding_state::begins : finding_state::ends;
+    write_finding(*line_, to_, file, changed, state);
 }
 
 void json_writer::guide(const guide_contents& all) { write_guide(*line_, to_, all); }

@@ -21,6 +21,8 @@ public:
     void table(const broadcast::sighting& seen) override;
     void refused(const broadcast::place& where, const broadcast::refusal& what) override;
     void services(const std::string& file, const broadcast::told_services& all) override;
+    void findings(const std::string& file, const std::vector<broadcast::finding>& all) override;
+    void finding_changed(const std::string& file, const broadcast::finding& changed) override;
     void guide(const broadcast::guide_contents& all) override;
     void finish(const totals* counts) override;
 

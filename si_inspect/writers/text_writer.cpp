@@ -16,6 +16,7 @@
 
 #include "display.h"
 #include "writers/fields.h"
+#include "writers/findings_text.h"
 #include "writers/guide_text.h"
 #include "writers/services_text.h"
 
@@ -608,6 +609,15 @@ void text_writer::refused(const place& where, const refusal& what) {
 void text_writer::services(const std::string& file, const told_services& all) {
     block_->append(services_text(file, all, how_));
     block_->write(to_);
+}
+
+void text_writer::findings(const std::string& file, const std::vector<finding>& all) {
+    block_->append(findings_text(file, all, how_));
+    block_->write(to_);
+}
+
+void text_writer::finding_changed(const std::string& file, const finding& changed) {
+    to_.write(finding_change_text(file, changed, how_));
 }
 
 void text_writer::guide(const guide_contents& all) {

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <broadcast/findings/finding.h>
 #include <broadcast/guide.h>
 #include <broadcast/observer.h>
 #include <broadcast/services.h>
 
 #include <string>
+#include <vector>
 
 #include "totals.h"
 
@@ -23,6 +25,12 @@ public:
     virtual void refused(const broadcast::place& /*where*/, const broadcast::refusal& /*what*/) {}
     /// The services of an input; `file` is empty where only one input is read.
     virtual void services(const std::string& /*file*/, const broadcast::told_services& /*all*/) {}
+    /// What is wrong with an input, the most severe first.
+    virtual void findings(const std::string& /*file*/,
+                          const std::vector<broadcast::finding>& /*all*/) {}
+    /// A finding on live input that has begun, or has ended.
+    virtual void finding_changed(const std::string& /*file*/,
+                                 const broadcast::finding& /*changed*/) {}
     /// The guide out of all inputs.
     virtual void guide(const broadcast::guide_contents& /*all*/) {}
     /// Called last, once. `counts` is null unless the totals are to stand in the output.

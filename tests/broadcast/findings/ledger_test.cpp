@@ -135,9 +135,9 @@ TEST_F(Ledger, EndsWhatAReviewDoesNotFindAnyMore) {
     at(2);
     review({video});
     at(13);
-    EXPECT_THAT(changes, ElementsAre("crc begins", "component_tag_twice begins",
-                                     "component_tag_twice begins", "crc ends",
-                                     "component_tag_twice ends"));
+    EXPECT_THAT(changes,
+                ElementsAre("crc begins", "component_tag_twice begins",
+                            "component_tag_twice begins", "crc ends", "component_tag_twice ends"));
     const std::vector<finding> told = kept.told();
     ASSERT_EQ(told.size(), 3u);
     EXPECT_EQ(told[1].about.pid, video.pid);

@@ -41,20 +41,19 @@ TEST_F(TableVersions, TellOfContentThatChangesWithoutItsVersion) {
     EXPECT_EQ(found[0].says(),
               "section 0 of the SDT changed, but its version_number stayed 4: receivers miss the "
               "change, 2 times");
-    EXPECT_THAT(says("content_without_version",
-                     sdts({part_of_sdt(4, 0, 0), part_of_sdt(5, 0, 0, "Acre")})),
-                IsEmpty());
+    EXPECT_THAT(
+        says("content_without_version", sdts({part_of_sdt(4, 0, 0), part_of_sdt(5, 0, 0, "Acre")})),
+        IsEmpty());
 }
 
 TEST_F(TableVersions, NoteAVersionWithoutNewContent) {
-    EXPECT_THAT(says("version_without_content",
-                     sdts({part_of_sdt(4, 0, 1), part_of_sdt(4, 1, 1), part_of_sdt(5, 0, 1),
-                           part_of_sdt(5, 1, 1)})),
+    EXPECT_THAT(says("version_without_content", sdts({part_of_sdt(4, 0, 1), part_of_sdt(4, 1, 1),
+                                                      part_of_sdt(5, 0, 1), part_of_sdt(5, 1, 1)})),
                 ElementsAre("version_number of the SDT became 5, but nothing else changed"));
-    EXPECT_THAT(says("version_without_content",
-                     sdts({part_of_sdt(4, 0, 1), part_of_sdt(4, 1, 1), part_of_sdt(5, 0, 1),
-                           part_of_sdt(5, 1, 1, "Acre")})),
-                IsEmpty());
+    EXPECT_THAT(
+        says("version_without_content", sdts({part_of_sdt(4, 0, 1), part_of_sdt(4, 1, 1),
+                                              part_of_sdt(5, 0, 1), part_of_sdt(5, 1, 1, "Acre")})),
+        IsEmpty());
     EXPECT_THAT(says("version_without_content",
                      sdts({part_of_sdt(4, 0, 1), part_of_sdt(4, 1, 1), part_of_sdt(5, 0, 1)})),
                 IsEmpty());
@@ -92,8 +91,9 @@ TEST_F(TableVersions, TellOfANumberAboveTheLast) {
 TEST_F(TableVersions, MissASectionOfATable) {
     const bytes first = part_of_sdt(4, 0, 2);
     const bytes last = part_of_sdt(4, 2, 2);
-    EXPECT_THAT(says("section_numbers", sdts({first, last, first, last, first, last})),
-                ElementsAre("section 1 of the SDT does not come, although it goes up to section 2"));
+    EXPECT_THAT(
+        says("section_numbers", sdts({first, last, first, last, first, last})),
+        ElementsAre("section 1 of the SDT does not come, although it goes up to section 2"));
     EXPECT_THAT(says("section_numbers", sdts({first, last, first, last})), IsEmpty());
     EXPECT_THAT(says("section_numbers",
                      sdts({first, last, part_of_sdt(4, 1, 2), first, last, first, last})),
