@@ -24,8 +24,15 @@ namespace orvix::broadcast {
 /// Memory is bounded, and time is linear in the stream, whatever it says.
 class findings : public observer {
 public:
-    explicit findings(finding_limits limits = {}, ledger::change_handler on_change = {})
-        : ledger_(limits, std::move(on_change)) {}
+    struct settings {
+        finding_limits limits;
+        ledger::change_handler on_change;           ///< a finding begins or ends
+        table_watch::interval_handler on_interval;  ///< a section has come again
+    };
+    findings() : findings(settings()) {}
+    explicit findings(settings how)
+        : ledger_(how.limits, std::move(how.on_change)),
+          tables_(ledger_, std::move(how.on_interval)) {}
 
     void stream_begins(const stream_facts& of) override;
     void packets_passed(std::uint64_t last_packet) override;
@@ -54,7 +61,7 @@ private:
     broadcast_clock clock_ = broadcast_clock(ledger_);
     stream_faults stream_faults_ = stream_faults(ledger_);
     pid_watch pids_ = pid_watch(ledger_);
-    table_watch tables_ = table_watch(ledger_);
+    table_watch tables_;
     table_versions versions_ = table_versions(ledger_);
     event_checks events_ = event_checks(ledger_);
     receiver_checks receiver_ = receiver_checks(ledger_);

@@ -223,6 +223,7 @@ void table_watch::arrived(const key& k, bool is_new, double now) {
     }
     entry& e = known->second;
     const double after = now - e.last;
+    if (on_interval_) tell_interval(k, after);
     const occurrence late = {kind_of(k.of), subject_of(k), after, limit_of(k.of), {}};
     const auto words = [&] {
         return name_of(k) + " came " + wording::span_of_time(after) +
@@ -245,6 +246,18 @@ void table_watch::arrived(const key& k, bool is_new, double now) {
     q.splice(q.end(), e.is_overdue ? overdue_ : q, e.place);
     e.is_overdue = false;
     e.last = now;
+}
+
+void table_watch::tell_interval(const key& k, double seconds) const {
+    table_interval ended;
+    ended.limit = kind_of(k.of);
+    ended.pid = k.pid;
+    ended.service_id = subject_of(k).service_id;
+    ended.table_id = k.table_id;
+    ended.section_number = k.section_number;
+    ended.seconds = seconds;
+    ended.limit_seconds = limit_of(k.of);
+    on_interval_(ended);
 }
 
 /// A section says how many others there are of its table, and in a schedule of its segment.

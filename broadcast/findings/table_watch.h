@@ -6,16 +6,29 @@
 #include <array>
 #include <bitset>
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <optional>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "ledger.h"
 
 namespace orvix::broadcast {
+
+/// How long a section took to come again.
+struct table_interval {
+    finding_kind limit = finding_kind::pat_rare;  ///< which says how long it may take
+    std::uint16_t pid = 0;
+    std::optional<std::uint16_t> service_id;  ///< of a PMT or EIT
+    std::uint8_t table_id = 0;                ///< 0 for TOT and TDT, which count as one
+    std::uint8_t section_number = 0;
+    double seconds = 0;
+    double limit_seconds = 0;
+};
 
 /// Whether each section comes again in time, and whether each table comes at all.
 ///
@@ -23,7 +36,11 @@ namespace orvix::broadcast {
 /// it was last seen.
 class table_watch {
 public:
-    explicit table_watch(ledger& to) : to_(to) {}
+    /// Is told of each interval as it ends.
+    using interval_handler = std::function<void(const table_interval&)>;
+
+    explicit table_watch(ledger& to, interval_handler on_interval = {})
+        : to_(to), on_interval_(std::move(on_interval)) {}
 
     void stream_begins(const stream_facts& of);
     void take(const sighting& seen);
@@ -104,7 +121,10 @@ private:
     bool is_expected(const key& k) const;
     void forget(entries::iterator e);
 
+    void tell_interval(const key& k, double seconds) const;
+
     ledger& to_;
+    interval_handler on_interval_;
     std::optional<stream_facts> stream_;
     entries entries_;
     std::array<std::array<queue, 2>, intervals> queues_;

@@ -15,8 +15,9 @@ void findings_view::input_began(const std::string& name, bool is_live) {
     if (findings_) counts().add(findings_->bounds());  // of the input before
     file_ = name;
     ledger::change_handler on_change;
-    if (is_live) on_change = [this](const finding& changed) { to_.finding_changed(file_, changed); };
-    findings_.emplace(how_.limits, std::move(on_change));
+    if (is_live)
+        on_change = [this](const finding& changed) { to_.finding_changed(file_, changed); };
+    findings_.emplace(findings::settings{how_.limits, std::move(on_change), {}});
 }
 
 void findings_view::input_ended() {

@@ -55,9 +55,8 @@ std::string moment_text(const moment_of_stream& when, const text_writer::setting
 }
 
 std::string count_text(const std::vector<finding>& all, severity how_bad) {
-    const auto count = std::count_if(all.begin(), all.end(), [how_bad](const finding& f) {
-        return f.how_bad == how_bad;
-    });
+    const auto count = std::count_if(all.begin(), all.end(),
+                                     [how_bad](const finding& f) { return f.how_bad == how_bad; });
     std::string text = std::to_string(count) + ' ' + std::string(to_string(how_bad));
     return count == 1 ? text : text + 's';
 }

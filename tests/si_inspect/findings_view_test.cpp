@@ -141,8 +141,7 @@ TEST(FindingsAsText, TellOfBareSectionsByTheirNumber) {
 }
 
 TEST(FindingsAsJson, AreALineForEach) {
-    const json found =
-        only("sdt_rare", lines_of(read(as_json(), {with_rare_sdt().stream()}).out));
+    const json found = only("sdt_rare", lines_of(read(as_json(), {with_rare_sdt().stream()}).out));
     EXPECT_EQ(found, json::parse(R"({
         "finding": "sdt_rare", "severity": "error", "pid": 17, "service_id": null, "count": 8,
         "first": {"packet": 224, "seconds": 2.24, "time_iso": null},
@@ -178,8 +177,7 @@ TEST(FindingsAsJson, FollowTheSchema) {
 }
 
 TEST(LiveFindings, AreToldWhenTheyBeginAndWhenTheyHaveEnded) {
-    const outcome result =
-        si_inspect(as_json(), {with_rare_sdt().stream()});
+    const outcome result = si_inspect(as_json(), {with_rare_sdt().stream()});
     std::vector<std::string> states;
     for (const json& line : lines_of(result.out)) {
         if (line.at("finding") == "sdt_rare") states.push_back(line.value("state", "told"));
@@ -224,10 +222,9 @@ TEST(FindingsStrict, FailOnAnErrorOnly) {
 TEST(LimitOf, ChangesALimit) {
     EXPECT_THAT(read(as_text({"--limit-of", "sdt_rare=2.6"}), {with_rare_sdt().stream()}).out,
                 Not(HasSubstr("sdt_rare")));
-    EXPECT_THAT(read(as_text({"--limit-of", "sdt_rare=1,pat_rare=0.4"}),
-                           {with_rare_sdt().stream()})
-                    .out,
-                AllOf(HasSubstr("(at most 1 s)"), HasSubstr("(at most 400 ms)")));
+    EXPECT_THAT(
+        read(as_text({"--limit-of", "sdt_rare=1,pat_rare=0.4"}), {with_rare_sdt().stream()}).out,
+        AllOf(HasSubstr("(at most 1 s)"), HasSubstr("(at most 400 ms)")));
 }
 
 TEST(LimitOf, SaysWhatIsWrongWithIt) {
@@ -236,8 +233,9 @@ TEST(LimitOf, SaysWhatIsWrongWithIt) {
         EXPECT_EQ(result.status, 2) << word;
         return result.err;
     };
-    EXPECT_THAT(said("no_such=1"), StartsWith("si_inspect: --limit-of: 'no_such' is no finding that "
-                                              "has a limit"));
+    EXPECT_THAT(said("no_such=1"),
+                StartsWith("si_inspect: --limit-of: 'no_such' is no finding that "
+                           "has a limit"));
     EXPECT_THAT(said("crc=1"), HasSubstr("'crc' is no finding that has a limit"));
     for (const char* const word : {"pat_rare", "pat_rare=", "pat_rare=0", "pat_rare=-1",
                                    "pat_rare=1e9", "pat_rare=1.2.3", "pat_rare=."}) {

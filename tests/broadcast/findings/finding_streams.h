@@ -91,7 +91,7 @@ private:
 inline std::vector<broadcast::finding> found_in(const stream_writer& stream,
                                                 const broadcast::finding_limits& limits = {},
                                                 std::size_t piece = 0) {
-    broadcast::findings all(limits);
+    broadcast::findings all({limits, {}, {}});
     broadcast::multiplex from("", all, {});
     const bytes read = stream.stream();
     const std::size_t most = piece == 0 ? read.size() : piece;

@@ -2,6 +2,9 @@
 #include <gtest/gtest.h>
 #include <log/orvix_log.h>
 
+#include <cmath>
+#include <sstream>
+
 #include "finding_streams.h"
 
 namespace orvix::broadcast {
@@ -225,6 +228,26 @@ TEST_F(TableWatch, NotesASectionThatComesAgainTooSoon) {
     timed_stream changed(1);
     changed.once(0.1, 0x0000, pat()).once(0.105, 0x0000, pat({1}));
     EXPECT_THAT(says("section_too_soon", changed), IsEmpty());
+}
+
+TEST_F(TableWatch, TellsEachInterval) {
+    std::vector<std::string> told;
+    findings::settings how;
+    how.on_interval = [&told](const table_interval& interval) {
+        std::ostringstream words;
+        words << rule_of(interval.limit).name << ' ' << interval.pid << ' '
+              << std::lround(interval.seconds * 1000) << " of "
+              << std::lround(interval.limit_seconds * 1000);
+        told.push_back(words.str());
+    };
+    findings all(std::move(how));
+    multiplex from("", all, {});
+    timed_stream stream(1);
+    stream.once(0.1, 0x0000, pat()).once(0.4, 0x0000, pat()).once(0.9, 0x0000, pat());
+    const bytes read = stream.write().stream();
+    std::copy(read.begin(), read.end(), from.room(read.size()));
+    from.filled(read.size());
+    EXPECT_THAT(told, ElementsAre("pat_rare 0 300 of 500", "pat_rare 0 500 of 500"));
 }
 
 TEST_F(TableWatch, SaysNothingWithoutAClock) {
