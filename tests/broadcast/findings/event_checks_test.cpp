@@ -179,8 +179,8 @@ TEST_F(EventChecks, WarnOfAGapBetweenPresentAndFollowing) {
     EXPECT_EQ(found[0].worst, 2);
     EXPECT_EQ(found[0].limit, 1);
     EXPECT_EQ(found[0].says(),
-              "event 0x0002 \"Jornal\" of service 0x5C20 begins 2.0 s behind the end of event "
-              "0x0001 \"Jornal\" (at most 1.0 s)");
+              "event 0x0002 \"Jornal\" of service 0x5C20 begins 2 s behind the end of event "
+              "0x0001 \"Jornal\" (at most 1 s)");
     EXPECT_THAT(says("event_gap", eits({now, following(lasting(2, 0x203001, 0x003000))})),
                 IsEmpty());
 }
@@ -188,8 +188,8 @@ TEST_F(EventChecks, WarnOfAGapBetweenPresentAndFollowing) {
 TEST_F(EventChecks, WarnOfAnOverlapOfPresentAndFollowing) {
     const bytes next = following(lasting(2, 0x203000, 0x003000));
     EXPECT_THAT(says("event_overlap", eits({next, present(lasting(1, 0x200000, 0x003002))})),
-                ElementsAre("event 0x0002 \"Jornal\" of service 0x5C20 begins 2.0 s before the end "
-                            "of event 0x0001 \"Jornal\" (at most 1.0 s)"));
+                ElementsAre("event 0x0002 \"Jornal\" of service 0x5C20 begins 2 s before the end "
+                            "of event 0x0001 \"Jornal\" (at most 1 s)"));
     EXPECT_THAT(says("event_overlap", eits({next, present(lasting(1, 0x200000, 0x003001))})),
                 IsEmpty());
     EXPECT_THAT(says("event_gap", eits({next, present(lasting(1, 0x200000, 0x003001))})),
@@ -359,8 +359,8 @@ TEST_F(EventChecks, WarnOfAPresentEventThatHasEnded) {
     EXPECT_EQ(found[0].limit, 3);
     EXPECT_TRUE(found[0].in_force);
     EXPECT_EQ(found[0].says(),
-              "event 0x0001 \"Jornal\" of service 0x5C20, the present one, ended 4.0 s ago (at "
-              "most 3.0 s)");
+              "event 0x0001 \"Jornal\" of service 0x5C20, the present one, ended 4 s ago (at "
+              "most 3 s)");
     EXPECT_THAT(over_in(on_air(6.4)), IsEmpty());
     EXPECT_EQ(rule_of(finding_kind::event_over).limit, 60);
 }
