@@ -243,7 +243,7 @@ TEST_F(TableWatch, TellsEachInterval) {
     findings all(std::move(how));
     multiplex from("", all, {});
     timed_stream stream(1);
-    stream.once(0.1, 0x0000, pat()).once(0.4, 0x0000, pat()).once(0.9, 0x0000, pat());
+    stream.once(0.101, 0x0000, pat()).once(0.401, 0x0000, pat()).once(0.901, 0x0000, pat());
     const bytes read = stream.write().stream();
     std::copy(read.begin(), read.end(), from.room(read.size()));
     from.filled(read.size());
