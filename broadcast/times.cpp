@@ -10,6 +10,7 @@ namespace orvix::broadcast {
 namespace {
 
 constexpr const char* undefined = "undefined";
+constexpr std::int64_t seconds_per_day = 86'400;
 
 /// `value` is not negative. Zeros stand in front where it has fewer digits.
 void append_number(short_text& to, std::int64_t value, std::size_t least_digits = 1) {
@@ -44,6 +45,12 @@ date date_of(std::int64_t days_since_1970) {
             is_next_year ? month - 9 : month + 3, day_of_year - (153 * month + 2) / 5 + 1};
 }
 
+/// Since 1970.
+std::int64_t days_of(std::int64_t broadcast_clock) {
+    const bool is_whole = broadcast_clock >= 0 || broadcast_clock % seconds_per_day == 0;
+    return broadcast_clock / seconds_per_day - (is_whole ? 0 : 1);
+}
+
 }  // namespace
 
 bool is_wrapped(std::int64_t seconds) {
@@ -60,9 +67,7 @@ short_text iso_time(std::int64_t broadcast_clock, utc_offset offset) {
     if (broadcast_clock == undefined_time) return undefined;
     // The value counts on the broadcast's clock: read as if it were UTC, it is what that clock
     // shows.
-    constexpr std::int64_t seconds_per_day = 86'400;
-    const bool is_whole = broadcast_clock >= 0 || broadcast_clock % seconds_per_day == 0;
-    const std::int64_t days = broadcast_clock / seconds_per_day - (is_whole ? 0 : 1);
+    const std::int64_t days = days_of(broadcast_clock);
     const date d = date_of(days);
     const clock_time t = split(broadcast_clock - days * seconds_per_day);
 
@@ -74,6 +79,10 @@ short_text iso_time(std::int64_t broadcast_clock, utc_offset offset) {
     append_number(text.append(':'), t.minutes, 2);
     append_number(text.append(':'), t.seconds, 2);
     return text.append(iso_offset(offset));
+}
+
+std::int64_t date_after(std::int64_t broadcast_clock, int days) {
+    return (days_of(broadcast_clock) + days) * seconds_per_day;
 }
 
 short_text iso_duration(std::time_t seconds) {

@@ -31,6 +31,8 @@ std::int64_t as_sent(std::int64_t seconds);
 /// "2026-11-21T20:30:00-03:00": the broadcast's clock as it stands, and its offset.
 /// "undefined" for an undefined time. Years from 0 to 9999.
 short_text iso_time(std::int64_t broadcast_clock, utc_offset offset);
+/// The begin of the day that is so many days behind that of a time.
+std::int64_t date_after(std::int64_t broadcast_clock, int days);
 /// "PT1H45M30S", "PT0S"; "undefined" for an undefined duration.
 short_text iso_duration(std::time_t seconds);
 /// "1:45:30"; "undefined" for an undefined duration.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -23,9 +24,12 @@ public:
     input(const input&) = delete;
     input& operator=(const input&) = delete;
 
-    /// Waits for bytes; 0 at the end, and when the user has interrupted the program. Throws
-    /// input_error.
-    std::size_t read(std::uint8_t* to, std::size_t room);
+    using clock = std::chrono::steady_clock;
+
+    /// Waits for bytes; 0 at the end, when the user has interrupted the program, and from `until`
+    /// on. Throws input_error.
+    std::size_t read(std::uint8_t* to, std::size_t room,
+                     clock::time_point until = clock::time_point::max());
 
     /// As messages name it, also one that is not opened.
     static std::string name_of(const std::string& path);

@@ -29,11 +29,12 @@ constexpr const char* footer = R"(Examples:
   si_inspect --format xmltv --output guide.xml capture.ts
   si_inspect --format m3u --address 'http://tv.local/{service_id}' capture.ts >channels.m3u
   si_inspect --sections sections.bin
+  socat -u UDP4-RECV:5004 - | si_inspect --show guide --until-complete --timeout 120
 
 Exit status:
   0  all inputs were read
-  1  with --strict: something in them was refused, dropped or skipped; with --show findings, an
-     error was found
+  1  with --strict: something in them was refused, dropped or skipped, or is missing in spite
+     of --until-complete; with --show findings, an error was found
   2  wrong usage
   3  an input could not be read or is not what it should be, or the output could not be written)";
 
@@ -197,6 +198,11 @@ public:
         for (const auto& word : limits_) set_limit("--limit-of", word, options_.limits);
         constexpr unsigned long largest_limit = 999'999'999;
         if (!limit_.empty()) options_.limit = parse_number("--limit", limit_, 1, largest_limit);
+        constexpr unsigned long longest_timeout = 86'400;  // a day
+        if (!timeout_.empty()) {
+            options_.timeout =
+                std::chrono::seconds(parse_number("--timeout", timeout_, 1, longest_timeout));
+        }
         if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
         if (options_.output == "-") options_.output.clear();
         check_view();
@@ -267,6 +273,10 @@ private:
         app_.add_flag_callback(
             "--no-crc", [this] { options_.check_crc = false; },
             "Take sections with a wrong CRC_32 as well");
+        app_.add_flag("--until-complete", options_.until_complete,
+                      "Read until PAT, all PMTs, NIT, SDT and all announced EITs have come");
+        app_.add_option("--timeout", timeout_, "Read each input for so many seconds at most")
+            ->type_name("SECONDS");
     }
 
     void add_filters() {
@@ -348,7 +358,7 @@ private:
     CLI::App app_;
     options options_;
     std::vector<std::string> tables_, pids_, services_, limits_, log_categories_;
-    std::string limit_, utc_offset_;
+    std::string limit_, timeout_, utc_offset_;
 };
 
 }  // namespace

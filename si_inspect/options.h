@@ -4,6 +4,7 @@
 #include <broadcast/times.h>
 #include <log/orvix_log.h>
 
+#include <chrono>
 #include <cstdint>
 #include <limits>
 #include <optional>
@@ -22,6 +23,9 @@ struct options {
     std::vector<std::string> inputs;  ///< paths; "-" is the standard input, and so is none
     bool sections = false;            ///< the inputs are bare sections, not packets
     bool check_crc = true;
+
+    bool until_complete = false;
+    std::optional<std::chrono::seconds> timeout;  ///< by the wall clock, for each input
 
     view_choice show = view_choice::tables;
     std::set<std::string> tables;  ///< names as in names::table_kind; empty: all

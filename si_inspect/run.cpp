@@ -15,6 +15,7 @@
 #include <string_view>
 #include <vector>
 
+#include "completeness_watch.h"
 #include "destination.h"
 #include "display.h"
 #include "input.h"
@@ -165,7 +166,8 @@ public:
         }
         finish();
         if (failed_) return exit_input;
-        return how_.strict && view_->has_failed() ? exit_incomplete : exit_ok;
+        const bool lacks_something = how_.until_complete && view_->counts().has_missing();
+        return how_.strict && (view_->has_failed() || lacks_something) ? exit_incomplete : exit_ok;
     }
 
 private:
@@ -194,17 +196,30 @@ private:
         show_progress_of(from);
         const std::string file = several ? path : std::string();
         view_->begin_input(file, !from.size());
+        watch_.reset();
+        const bool is_watched = how_.until_complete || how_.show == view_choice::guide;
+        if (is_watched) watch_ = std::make_unique<completeness_watch>(*view_, how_.services);
+        observer& to = is_watched ? static_cast<observer&>(*watch_) : *view_;
+        if (how_.timeout) end_of_waiting_ = input::clock::now() + *how_.timeout;
         const intake_settings intake = {how_.check_crc, how_.all, &interruption::happened()};
         if (how_.sections) {
-            bare_sections sections(file, *view_, intake);
+            bare_sections sections(file, to, intake);
             const std::uint64_t bytes = read_all(from, sections, "section that can be decoded");
             if (sections.admitted() == 0)
                 complain_of(from, bytes, "no section that can be decoded");
         } else {
-            multiplex stream(file, *view_, {intake, how_.pids});
+            multiplex stream(file, to, {intake, how_.pids});
             const std::uint64_t bytes = read_all(from, stream, "packet");
             if (stream.reader().packets() == 0) complain_of(from, bytes, "not a transport stream");
         }
+        if (is_watched) add_missing(file);
+    }
+
+    void add_missing(const std::string& file) {
+        auto& missing = view_->counts().missing;
+        if (!missing) missing.emplace();
+        missing->push_back({file, watch_->seen().missing()});
+        view_->counts().add(watch_->seen().bounds());
     }
 
     static std::uint64_t found_by(const multiplex& stream) { return stream.reader().packets(); }
@@ -216,8 +231,9 @@ private:
         std::uint64_t bytes = 0;
         silence nothing;
         try {
-            while (!is_over()) {
-                const std::size_t count = from.read(to.room(read_bytes), read_bytes);
+            while (!is_over() && !is_complete()) {
+                const std::size_t count =
+                    from.read(to.room(read_bytes), read_bytes, end_of_waiting_);
                 if (count == 0) break;
                 bytes += count;
                 to.filled(count);
@@ -267,9 +283,16 @@ private:
     /// Whether the user wants no more.
     bool is_over() const { return interruption::happened() || view_->is_done(); }
 
+    /// Whether all has come that the user waits for.
+    bool is_complete() { return how_.until_complete && watch_->is_whole(); }
+
     /// Nothing was found, and the user did not stop it.
-    static void complain_of(const input& from, std::uint64_t bytes, const std::string& what) {
+    void complain_of(const input& from, std::uint64_t bytes, const std::string& what) const {
         if (interruption::happened()) return;
+        if (bytes == 0 && input::clock::now() >= end_of_waiting_) {
+            throw input_error(from.name() + ": nothing came within " +
+                              std::to_string(how_.timeout->count()) + " s");
+        }
         if (bytes == 0) throw input_error(from.name() + ": empty");
         throw input_error(from.name() + ": " + what + " (" + std::to_string(bytes) +
                           " bytes read)");
@@ -321,6 +344,8 @@ private:
     std::unique_ptr<progress> bar_ = std::make_unique<progress>();
     writer_over_progress writer_;
     std::unique_ptr<view> view_;
+    std::unique_ptr<completeness_watch> watch_;  ///< of the input, where the user wants to know
+    input::clock::time_point end_of_waiting_ = input::clock::time_point::max();
     std::set<std::string_view> told_bounds_;
     // With --all each is told, but nobody reads more.
     bound reports_ = {"lines about refusals", 1'000};

@@ -7,6 +7,7 @@
 
 #include "display.h"
 #include "writers/fields.h"
+#include "writers/missing_text.h"
 
 namespace orvix::si_inspect {
 
@@ -39,6 +40,12 @@ void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const s
 }
 
 }  // namespace
+
+bool totals::has_missing() const {
+    return missing && std::any_of(missing->begin(), missing->end(), [](const auto& of_input) {
+               return !of_input.missing.parts.empty();
+           });
+}
 
 void totals::add(const broadcast::multiplex& stream) {
     packets += stream.reader().packets();
@@ -112,6 +119,15 @@ std::string to_text(const totals& counts) {
 
     for (const auto& [what, count] : counts.left_out) {
         lines.emplace_back("left out", std::to_string(count) + ' ' + std::string(what));
+    }
+
+    if (counts.missing) {
+        for (const totals::missing_of_input& of_input : *counts.missing) {
+            const std::string where = of_input.file.empty() ? "" : printable(of_input.file) + ": ";
+            for (const std::string& words : in_words(of_input.missing)) {
+                lines.emplace_back("missing", where + words);
+            }
+        }
     }
 
     std::size_t width = 0;

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <broadcast/bare_sections.h>
+#include <broadcast/completeness.h>
 #include <broadcast/multiplex.h>
 #include <section_feed/section_collector.h>
 
 #include <bitset>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -42,6 +44,13 @@ struct totals {
     /// What did not fit into the bounds of what is kept, by what it is.
     std::map<std::string_view, std::uint64_t> left_out;
 
+    /// What has not come of an input, where that is looked for.
+    struct missing_of_input {
+        std::string file;  ///< empty where only one input is read
+        broadcast::missing_parts missing;
+    };
+    std::optional<std::vector<missing_of_input>> missing;
+
     /// Adds what a whole input had.
     void add(const broadcast::multiplex& stream);
     void add(const broadcast::bare_sections& file);
@@ -52,6 +61,8 @@ struct totals {
         return refused.empty() && dropped.empty() && transport_errors.empty() &&
                continuity_errors.empty() && skipped_bytes == 0 && left_out.empty();
     }
+    /// Whether all that an input should have has come.
+    bool has_missing() const;
 };
 
 /// "PID 0x0012 (18)"

@@ -24,12 +24,15 @@ _si_inspect() {
             mapfile -t COMPREPLY < <(compgen -W "$_si_inspect_limits" -S = -- "$word")
             compopt -o nospace
             ;;
-        --pid | --service | --limit | --address | --utc-offset | --log-category) COMPREPLY=() ;;
+        --timeout | --pid | --service | --limit | --address | --utc-offset | --log-category)
+            COMPREPLY=()
+            ;;
         *)
             if [[ $before != --output && $word == -* ]]; then
-                local options="--help --version --sections --no-crc --show --table --pid --service
-                    --limit-of --all --limit --format --output --address --utc-offset --color --totals --quiet
-                    --strict --log-level --log-category"
+                local options="--help --version --sections --no-crc --until-complete --timeout
+                    --show --table --pid --service --limit-of --all --limit --format --output
+                    --address --utc-offset --color --totals --quiet --strict --log-level
+                    --log-category"
                 mapfile -t COMPREPLY < <(compgen -W "$options" -- "$word")
             else
                 compopt -o filenames

@@ -7,6 +7,7 @@
 #include "writers/findings_json.h"
 #include "writers/guide_json.h"
 #include "writers/json_line.h"
+#include "writers/missing_json.h"
 #include "writers/services_json.h"
 
 namespace orvix::si_inspect {
@@ -160,6 +161,7 @@ void json_writer::finish(const totals* counts) {
     line_->field("skipped_bytes", counts->skipped_bytes);
     line_->field("sync_losses", counts->sync_losses);
     add_left_out(*line_, *counts);
+    if (counts->missing) add_missing(*line_, *counts->missing);
     line_->end_object();
     line_->end_object();
     line_->write(to_);

@@ -178,7 +178,8 @@ TEST(GuideView, SaysWhatItLeavesOutUnlessItIsToKeepQuiet) {
 
 TEST(GuideView, PutsTheTotalsBehindTheGuide) {
     const outcome with_totals = shown(schedule(event_at(1, 0x200000, "Jornal")), {"--totals"});
-    EXPECT_THAT(with_totals.out, HasSubstr("Jornal\n\neit  1 section, 1 shown\n"));
+    EXPECT_THAT(with_totals.out,
+                HasSubstr("Jornal\n\neit      1 section, 1 shown\nmissing  PAT\n"));
     EXPECT_EQ(with_totals.err, "");
 }
 

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <chrono>
 
 #include "system_calls.h"
 #include "tool.h"
@@ -45,6 +46,19 @@ TEST_F(Input, WaitsAgainWhenThereIsNothingYet) {
 
 TEST_F(Input, WaitsOnWhenASignalEndsTheWait) {
     calls.fail("poll", EINTR);
+    EXPECT_EQ(read_once(), "abc");
+    EXPECT_THAT(calls.made(), ElementsAre("poll", "poll", "read"));
+}
+
+TEST_F(Input, ReadsNothingFromTheTimeOnThatItIsGiven) {
+    std::array<std::uint8_t, 16> bytes;
+    const auto now = input::clock::now();
+    EXPECT_EQ(from.read(bytes.data(), bytes.size(), now + std::chrono::hours(1)), 3u);
+    EXPECT_EQ(input(path).read(bytes.data(), bytes.size(), now), 0u);
+}
+
+TEST_F(Input, WaitsOnWhereItsLongestWaitIsOver) {
+    calls.answer("poll", 0);
     EXPECT_EQ(read_once(), "abc");
     EXPECT_THAT(calls.made(), ElementsAre("poll", "poll", "read"));
 }
