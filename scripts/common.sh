@@ -6,6 +6,8 @@ export LC_ALL=C.UTF-8
 
 if command -v ccache >/dev/null; then
     export CMAKE_CXX_COMPILER_LAUNCHER=ccache
+    # Else it keeps nothing that is compiled with precompiled headers.
+    export CCACHE_SLOPPINESS=pch_defines,time_macros
 fi
 
 step() { echo "== $*"; }
