@@ -87,6 +87,8 @@ TEST_F(EventChecks, NoteTextsThatAreNotInPortuguese) {
                             "\"eng\", none in \"por\""));
     EXPECT_THAT(says_of("event_text_language", named("News", "", "eng") + named("Jornal")),
                 IsEmpty());
+    EXPECT_THAT(says_of("event_text_language", named("Jornal") + named("News", "", "eng")),
+                IsEmpty());
     EXPECT_THAT(says_of("event_text_language", rated(1)), IsEmpty());
 }
 
@@ -302,17 +304,23 @@ TEST_F(EventChecks, CountAnEventAgainThatGetsTheNumberOfAnotherDay) {
     EXPECT_EQ(count(day + 2), 2u);
 }
 
-TEST_F(EventChecks, CountGoesOnBeyondTheEventsThatAreRemembered) {
-    constexpr std::uint64_t events = 12'000;
-    bytes some;
+TEST_F(EventChecks, ForgetTheEventsThatWereCountedFirst) {
+    constexpr std::uint16_t events = 12'000;
+    const auto nameless = [](std::uint16_t id) {
+        return event(id, utc_time(day, 0x200000), 0, 0, 0);
+    };
     stream_writer stream;
-    for (std::uint64_t i = 0; i < events; ++i) {
-        some = some + event(static_cast<std::uint16_t>(i), utc_time(day, 0x200000), 0, 0, 0);
-        if (i % 100 != 99) continue;
-        stream.section(eit_pid, scheduled(static_cast<std::uint8_t>(i / 100), some));
-        some.clear();
+    for (std::uint16_t id = 0; id < events;) {
+        bytes some;
+        for (const int end = id + 100; id < end; ++id) some = some + nameless(id);
+        stream.section(eit_pid, scheduled(static_cast<std::uint8_t>(id / 100), some));
     }
-    EXPECT_EQ(only("event_name_missing", found_in(stream)).at(0).count, events);
+    const auto count = [](const stream_writer& from) {
+        return only("event_name_missing", found_in(from)).at(0).count;
+    };
+    EXPECT_EQ(count(stream), events);
+    EXPECT_EQ(count(stream_writer(stream).section(eit_pid, present(nameless(11'000)))), events);
+    EXPECT_EQ(count(stream_writer(stream).section(eit_pid, present(nameless(1'000)))), events + 1);
 }
 
 TEST_F(EventChecks, PassOverOtherTransportStreamsAndWhatIsNotYetValid) {
@@ -378,6 +386,17 @@ TEST_F(EventChecks, APresentEventThatHasEndedGetsWorseUntilItIsReplaced) {
     EXPECT_EQ(found[0].count, 1u);
     ASSERT_TRUE(found[0].last.seconds);
     EXPECT_NEAR(*found[0].last.seconds, 10.5, 0.1);
+    EXPECT_FALSE(found[0].in_force);
+}
+
+TEST_F(EventChecks, APresentEventThatIsExtendedIsOnAirAgain) {
+    timed_stream stream(22);
+    stream.every(0.1, 0x0000, {pat()})
+        .every(0.5, eit_pid, {present(lasting(1, 0x200000, 0x003002))}, 0, 10.2)
+        .every(0.5, eit_pid, {present(lasting(1, 0x200000, 0x010000), 1)}, 10.5)
+        .once(0.5, 0x0014, tot_section(utc_time(day, 0x203000), describe_local_time_offsets({})));
+    const auto found = over_in(stream);
+    ASSERT_THAT(found, SizeIs(1));
     EXPECT_FALSE(found[0].in_force);
 }
 

@@ -101,6 +101,19 @@ TEST_F(ReceiverChecks, AreOneFindingForEachKindOfDifferenceInATable) {
     }
 }
 
+TEST_F(ReceiverChecks, CountRepeatsOnceAlsoWhereTheyAreDecoded) {
+    findings all;
+    multiplex::settings how;
+    how.decode_repeats = true;
+    multiplex from("", all, how);
+    const bytes section = sdt_of(flagged(hd_service, 0x43));
+    const bytes stream = stream_of(sdt_pid, {section, section}).stream();
+    std::copy(stream.begin(), stream.end(), from.room(stream.size()));
+    from.filled(stream.size());
+    from.end();
+    EXPECT_EQ(only("receiver_reads_otherwise", all.told()).at(0).count, 1u);
+}
+
 TEST_F(ReceiverChecks, TellOfLettersThatAreShownOtherwise) {
     EXPECT_THAT(otherwise(sdt_pid, sdt_named("C\xBCUR")),
                 ElementsAre("warning: the receiver reads service_name of service 0x5C20 in the SDT "
@@ -143,11 +156,15 @@ TEST_F(ReceiverChecks, TellOfControlCodesThatAreDropped) {
 
 TEST_F(ReceiverChecks, NameTheValueOfTheDescriptorBehindSkippedOnes) {
     const bytes skipped = descriptor(0xC1, {1});
-    EXPECT_THAT(
-        otherwise(eit_pid, eit_with(skipped + describe_short_event("por", "um", "") + skipped +
-                                    skipped + describe_short_event("eng", "on\ne", "") + skipped)),
-        ElementsAre(HasSubstr("reads event_name of event 0x0A01 in the EIT of service 0x5C20 as "
-                              "\"one\", sent was \"on\\x0Ae\"")));
+    const bytes first = skipped + skipped + skipped + skipped + describe_short_event("por", "", "");
+    const bytes second = skipped + describe_short_event("por", "um", "") + skipped + skipped +
+                         describe_short_event("eng", "on\ne", "") + skipped;
+    const bytes start = utc_time(day, 0);
+    EXPECT_THAT(otherwise(eit_pid, eit_section({0x4E, hd_service, multiplex_id, multiplex_id},
+                                               event(1, start, 0, 4, 0, first) +
+                                                   event(2, start, 0, 4, 0, second))),
+                ElementsAre(HasSubstr("reads event_name of event 0x0002 in the EIT of service "
+                                      "0x5C20 as \"one\", sent was \"on\\x0Ae\"")));
 }
 
 TEST_F(ReceiverChecks, AreAboutAServiceWhereTheTableIs) {
@@ -300,6 +317,9 @@ TEST_F(ReceiverChecks, TellOfRegionsThatAreNotSeen) {
     EXPECT_THAT(
         missed(time_pid, tot_with(describe_local_time_offsets(region(1, 0) + region(2, 0)))),
         ElementsAre("error: the receiver keeps the last of 2 regions (regions of the TOT)"));
+    const bytes at_eight = tot_section(utc_time(day, 0x200000),
+                                       describe_local_time_offsets(region(1, 0) + region(2, 0)));
+    EXPECT_THAT(missed(time_pid, at_eight), SizeIs(1));
     EXPECT_THAT(missed(time_pid, tot_with(describe_local_time_offsets(region(1, 0)))), IsEmpty());
 }
 
