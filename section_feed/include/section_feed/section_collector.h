@@ -64,6 +64,7 @@ public:
     using section_handler = std::function<void(const section&)>;
     /// The same, with why the section was refused.
     using refusal_handler = std::function<void(const section&, const gate_result&)>;
+    /// Is called from within `push` and `finish`, once for each packet or section that is dropped.
     using drop_handler = std::function<void(std::uint16_t pid, drop_reason)>;
 
     /// `on_section` is handed every admitted section, `on_refused` every whole one that the gate
