@@ -53,6 +53,8 @@ public:
     std::optional<std::uint16_t> pmt_pid_of(std::uint16_t service_id) const;
     /// Whether the PAT names this PID, or a PMT as that of an AIT.
     bool refers_to(std::uint16_t pid) const { return references_[pid] > 0; }
+    /// How many programmes have a PMT or should have one.
+    std::size_t services() const { return programs_.size() - programs_.count(0); }
     /// Calls `visit` with the service_id of each programme that has a PMT or should have one.
     template <typename Visit>
     void for_each_service(Visit visit) const {

@@ -112,8 +112,8 @@ private:
     std::list<entry*> recent_;  ///< in force but not lasting, by when they last occurred
     entry* begun_ = nullptr;    ///< waits for its words
     std::uint64_t review_ = 0;
-    // Nobody reads more; a multiplex that is in order has none, one that is not, a few dozen.
-    bound bound_ = {"findings", 10'000};
+    // Nobody reads more: a multiplex that is in order has few, one that is not, some dozens.
+    bound bound_ = {"findings", 2'000};
 };
 
 }  // namespace orvix::broadcast

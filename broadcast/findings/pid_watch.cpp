@@ -119,10 +119,8 @@ void pid_watch::forget_services_that_are_gone() {
 
 /// Before that, nobody can say which PIDs have no name.
 bool pid_watch::are_all_pmts_there() const {
-    bool all = stream_->known_programs.has_whole_pat();
-    stream_->known_programs.for_each_service(
-        [&](std::uint16_t service_id) { all = all && pmts_.count(service_id) != 0; });
-    return all;
+    const programs& known = stream_->known_programs;
+    return known.has_whole_pat() && pmts_.size() >= known.services();
 }
 
 /// A look takes as long as some packets do for each PID: it waits for so many, whatever the clock

@@ -119,8 +119,9 @@ void stream_faults::take(const section_feed::clock_reference& reference) {
 
 void stream_faults::packets_passed() {
     const std::optional<double> now = to_.now().seconds;
-    if (!now || *now < next_look_) return;
+    if (!now || *now < next_look_ || to_.now().number < next_packet_) return;
     next_look_ = *now + look_every;
+    next_packet_ = to_.now().number + last_references_.size();
     for (auto& [pid, last] : last_references_) {
         if (last.is_late || !last.seconds || *now - *last.seconds <= certainly_late) continue;
         last.is_late = true;

@@ -35,6 +35,8 @@ private:
     ledger& to_;
     std::map<std::uint16_t, last_reference> last_references_;  ///< by PID
     double next_look_ = 0;                                     ///< in seconds
+    // A look takes as long as so many packets do, and waits for them, whatever the clock says.
+    std::uint64_t next_packet_ = 0;
 };
 
 }  // namespace orvix::broadcast
