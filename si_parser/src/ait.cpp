@@ -4,22 +4,22 @@
 #include <exception>
 
 #include "big_endian.h"
+#include "recycling.h"
 #include "refuse.h"
 
 namespace orvix::si_parser {
 
 ait::ait() = default;
-ait::~ait() = default;
 
-void ait::clear() {
-    applications.clear();
-    psi_table::clear();
-}
+ait::~ait() = default;
 
 void ait::parse(unsigned char* buffer, unsigned int size) {
     const bool section_syntax_indicator = bit(buffer[1], 7);
     if (!section_syntax_indicator) return;
+
+    const recycling memory;
     clear();
+
     try {
         parse_header(buffer, size);
     } catch (const std::exception& e) {
@@ -54,6 +54,12 @@ void ait::parse(unsigned char* buffer, unsigned int size) {
 
         offset += 9 + application_descriptors_loop_length;
     }
+}
+
+void ait::clear() {
+    recycling::give_back_lists(applications);
+    applications.clear();
+    psi_table::clear();
 }
 
 }  // namespace orvix::si_parser

@@ -4,6 +4,7 @@
 #include <ios>
 
 #include "big_endian.h"
+#include "recycling.h"
 
 namespace orvix::si_parser {
 
@@ -13,12 +14,14 @@ eit::~eit() = default;
 
 void eit::clear() {
     psi_table::clear();
+    recycling::give_back_lists(events);
     events.clear();
 }
 
 void eit::parse(unsigned char* buffer, unsigned int size) {
     const bool section_syntax_indicator = bit(buffer[1], 7);
     if (!section_syntax_indicator) return;
+    const recycling memory;
     clear();
     parse_header(buffer, size);
     service_id = u16(buffer + 3);

@@ -1,6 +1,7 @@
 #include <si_parser/nit.h>
 
 #include "big_endian.h"
+#include "recycling.h"
 
 namespace orvix::si_parser {
 
@@ -9,6 +10,7 @@ nit::nit() = default;
 nit::~nit() = default;
 
 void nit::clear() {
+    recycling::give_back_lists(transport_streams);
     transport_streams.clear();
     psi_table::clear();
 }
@@ -16,6 +18,7 @@ void nit::clear() {
 void nit::parse(unsigned char* buffer, unsigned int size) {
     const bool section_syntax_indicator = bit(buffer[1], 7);
     if (!section_syntax_indicator) return;
+    const recycling memory;
     clear();
     parse_header(buffer, size);
     network_id = table_id_extension;

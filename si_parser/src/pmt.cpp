@@ -1,6 +1,7 @@
 #include <si_parser/pmt.h>
 
 #include "big_endian.h"
+#include "recycling.h"
 
 namespace orvix::si_parser {
 
@@ -9,6 +10,7 @@ pmt::pmt() = default;
 pmt::~pmt() = default;
 
 void pmt::clear() {
+    recycling::give_back_lists(streams);
     streams.clear();
     psi_table::clear();
 }
@@ -40,6 +42,7 @@ void read_component(pmt::stream_info_type& stream) {
 void pmt::parse(unsigned char* buffer, unsigned int size) {
     const bool section_syntax_indicator = bit(buffer[1], 7);
     if (!section_syntax_indicator) return;
+    const recycling memory;
     clear();
     parse_header(buffer, size);
     program_number = u16(buffer + 3);

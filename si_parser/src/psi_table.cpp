@@ -1,12 +1,12 @@
 #include <log/orvix_log.h>
 #include <si_parser/psi_table.h>
 
-#include <boost/smart_ptr/make_shared.hpp>
 #include <ios>
 #include <stdexcept>
 
 #include "big_endian.h"
 #include "descriptor_bodies.h"
+#include "new_descriptor.h"
 #include "refuse.h"
 
 namespace orvix::si_parser {
@@ -85,19 +85,10 @@ void refuse(const char* text) { throw std::runtime_error(text); }
 namespace {
 
 template <typename T>
-boost::shared_ptr<T> begin_descriptor(unsigned char* p) {
-    auto d = boost::make_shared<T>();
-    d->tag = p[0];
-    d->data = p;
-    d->length = p[1];
-    return d;
-}
-
-template <typename T>
 descriptor_ptr make_descriptor(unsigned char* p) {
-    auto d = begin_descriptor<T>(p);
-    read_body(p, *d);
-    return d;
+    new_descriptor<T> d(p);
+    read_body(p, *d.body);
+    return std::move(d.handle);
 }
 
 descriptor_ptr make_transport_protocol(unsigned char* loop, unsigned int i) {
@@ -107,9 +98,9 @@ descriptor_ptr make_transport_protocol(unsigned char* loop, unsigned int i) {
         case 0x0004:
             return make_descriptor<transport_protocol_descriptor_oc>(loop + i);
         case 0x0002: {
-            auto d = begin_descriptor<transport_protocol_descriptor_ip>(loop + i);
-            read_body(loop, i, *d);
-            return d;
+            new_descriptor<transport_protocol_descriptor_ip> d(loop + i);
+            read_body(loop, i, *d.body);
+            return std::move(d.handle);
         }
         default:
             return {};
@@ -178,6 +169,7 @@ void psi_table::_parse_descriptors_into(unsigned char* loop, unsigned int length
                         << "] size " << std::dec << length);
         descriptor_ptr d = make_descriptor_at(loop, i);
         if (!d) continue;
+        if (into.capacity() == 0) recycling::take_list(into);
         if (into.size() == into.capacity()) {  // one allocation for all that may follow
             into.reserve(into.size() + count_descriptors(loop, i, length));
         }

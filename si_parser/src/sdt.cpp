@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "big_endian.h"
+#include "recycling.h"
 
 namespace orvix::si_parser {
 
@@ -15,6 +16,7 @@ sdt::sdt() = default;
 sdt::~sdt() = default;
 
 void sdt::clear() {
+    recycling::give_back_lists(services);
     services.clear();
     psi_table::clear();
 }
@@ -47,6 +49,7 @@ void sort(std::vector<sdt::sdt_service_info_t>& services) {
 void sdt::parse(unsigned char* buffer, unsigned int size) {
     const bool section_syntax_indicator = bit(buffer[1], 7);
     if (!section_syntax_indicator) return;
+    const recycling memory;
     clear();
     parse_header(buffer, size);
     ORVIX_LOG(DEBUG, "sdt", "SDT parse size " << size);

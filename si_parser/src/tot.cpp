@@ -2,6 +2,7 @@
 #include <si_parser/tot.h>
 
 #include "big_endian.h"
+#include "recycling.h"
 #include "refuse.h"
 
 namespace orvix::si_parser {
@@ -15,6 +16,7 @@ void tot::parse(unsigned char* buffer, unsigned int size) {
         ORVIX_LOG(ERROR, "tot", "parse: size is < 10");
         refuse("Aborting tot parse");
     }
+    const recycling memory;
     clear();
     table_id = buffer[0];
     utc_time = full_mjd_to_time_t(buffer, 3);

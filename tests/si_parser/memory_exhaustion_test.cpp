@@ -182,9 +182,35 @@ protected:
         std::vector<std::size_t> all_but_the_last_line(everything.size());
         std::iota(all_but_the_last_line.begin(), all_but_the_last_line.end(), 0);
         EXPECT_THAT(numbers_of_lines_held, ElementsAreArray(all_but_the_last_line));
+
+        expect_only_whole_records_in_a_used_table<Table>(section, everything);
     }
 
 private:
+    /// The same where the table holds the section already, whose memory is taken for the new one.
+    template <typename Table>
+    static void expect_only_whole_records_in_a_used_table(
+        const exact_block& section, const std::vector<std::string>& everything) {
+        bool failed = true;
+        for (long n = 1; failed; ++n) {
+            const long live_before = live_blocks();
+            {
+                Table table;
+                table.parse(section.data(), section.size());
+                failed = runs_out_of_memory(table, section, n);
+                const std::vector<std::string> held = contents(table);
+                EXPECT_EQ(failed, held != everything) << n;
+                EXPECT_LE(held.size(), everything.size());
+                EXPECT_TRUE(std::equal(held.begin(), held.end(), everything.begin()))
+                    << "a record is not whole: " << testing::PrintToString(held);
+                table.parse(section.data(), section.size());
+                EXPECT_EQ(contents(table), everything) << "the next parse";
+            }
+            const long live_afterwards = live_blocks();
+            EXPECT_EQ(live_afterwards, live_before);
+        }
+    }
+
     template <typename Table>
     static bool failure_is_survived(const exact_block& section, long n,
                                     const std::vector<std::string>& everything,
