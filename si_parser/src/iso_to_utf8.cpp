@@ -115,10 +115,9 @@ std::uint64_t load(const unsigned char* p) {
     return word;
 }
 
-/// The next eight bytes of a run, the first one lowest; zeros behind its end. The run is not over.
-inline std::uint64_t next_word(const unsigned char* p, const unsigned char* end) {
+/// The last one to seven bytes of a run, the first one lowest, and zeros behind them.
+inline std::uint64_t last_word(const unsigned char* p, const unsigned char* end) {
     const auto left = static_cast<unsigned int>(end - p);
-    if (left >= 8) return load<std::uint64_t>(p);
     // The same bytes twice where the parts overlap.
     if (left >= 4) {
         return load<std::uint32_t>(p) | load<std::uint32_t>(end - 4) << 8 * (left - 4);
@@ -129,13 +128,30 @@ inline std::uint64_t next_word(const unsigned char* p, const unsigned char* end)
            static_cast<std::uint32_t>(p[last]) << 8 * last;
 }
 
+/// Marks bytes from 0x80 on, and by subtraction those below 0x20. What these borrow may mark bytes
+/// behind them as well: only the first mark is sure to be right.
+inline std::uint64_t not_ascii(std::uint64_t word) {
+    constexpr std::uint64_t in_each_byte = 0x0101010101010101;
+    return (word | (word - 0x20 * in_each_byte)) & 0x80 * in_each_byte;
+}
+
 /// How many of these bytes, from the first one on, are plain ASCII (0x20 to 0x7F).
 inline unsigned int ascii_bytes(std::uint64_t word) {
-    constexpr std::uint64_t in_each_byte = 0x0101010101010101;
-    // Marks bytes from 0x80 on, and by subtraction those below 0x20. What these borrow may mark
-    // bytes behind them as well: the first mark is right, and the only one that counts.
-    const std::uint64_t marks = (word | (word - 0x20 * in_each_byte)) & 0x80 * in_each_byte;
+    const std::uint64_t marks = not_ascii(word);
     return marks == 0 ? 8 : static_cast<unsigned int>(__builtin_ctzll(marks)) / 8;
+}
+
+/// So many bytes every string holds without memory from the heap, and two words look at all of
+/// them.
+constexpr unsigned int longest_short_run = 15;
+
+/// Whether a short run is plain ASCII from end to end.
+inline bool is_short_ascii(const unsigned char* p, const unsigned char* end) {
+    const auto size = static_cast<unsigned int>(end - p);
+    if (size >= 8) {
+        return (not_ascii(load<std::uint64_t>(p)) | not_ascii(load<std::uint64_t>(end - 8))) == 0;
+    }
+    return size == 0 || ascii_bytes(last_word(p, end)) == size;
 }
 
 inline void store(std::uint64_t word, char* out) {
@@ -154,23 +170,34 @@ struct position {
 /// `convert` writes up to so many bytes more than it counts.
 constexpr std::size_t spare_room = sizeof(std::uint64_t);
 
+/// Converts the plain ASCII that a word begins with. Whether that was all of it.
+inline bool convert_ascii(std::uint64_t word, position& at) {
+    store(word, at.out);
+    const unsigned int ascii = ascii_bytes(word);
+    at.in += ascii;
+    at.out += ascii;
+    return ascii == 8;
+}
+
+/// Converts a character that is not plain ASCII.
+inline void convert_other(position& at) {
+    const utf8_form& form = *at.in == escape ? symbol(*++at.in) : single_bytes[*at.in];
+    ++at.in;
+    std::memcpy(at.out, &form, sizeof form);
+    at.out += form.size;
+}
+
 /// Converts a run. An escape in its last position takes the byte behind it. Well-formed texts never
 /// end so; what receivers make of the others stays.
 position convert(const unsigned char* p, const unsigned char* end, char* out) {
-    while (p < end) {
-        const std::uint64_t word = next_word(p, end);
-        store(word, out);
-        const unsigned int ascii = ascii_bytes(word);
-        p += ascii;
-        out += ascii;
-        if (ascii == 8) continue;
-        if (p == end) break;
-        const utf8_form& form = *p == escape ? symbol(*++p) : single_bytes[*p];
-        ++p;
-        std::memcpy(out, &form, sizeof form);
-        out += form.size;
+    position at = {p, out};
+    while (end - at.in >= 8) {
+        if (!convert_ascii(load<std::uint64_t>(at.in), at)) convert_other(at);
     }
-    return {p, out};
+    while (at.in < end) {
+        if (!convert_ascii(last_word(at.in, end), at) && at.in != end) convert_other(at);
+    }
+    return at;
 }
 
 /// No field of a descriptor is longer; other callers' texts may be.
@@ -203,6 +230,15 @@ __attribute__((noinline)) void assign_long(std::string& text, const unsigned cha
     convert_in_parts(p, end, [&](const char* part, std::size_t size) { text.append(part, size); });
 }
 
+/// Any text that is not short plain ASCII, into an empty string.
+__attribute__((noinline)) void assign_converted(std::string& text, const unsigned char* in,
+                                                unsigned int in_len) {
+    const unsigned char* const end = in + in_len;
+    if (in_len > longest_field) return assign_long(text, in, end);
+    scratch whole;
+    text = std::string(whole.data(), convert(in, end, whole.data()).out);
+}
+
 }  // namespace
 
 unsigned int iso_to_utf8(unsigned char c, char* out) { return put(single_bytes[c], out); }
@@ -228,10 +264,11 @@ std::string iso_to_utf8_string(unsigned char* in, unsigned int in_len) {
 }
 
 void assign_text(std::string& text, const unsigned char* in, unsigned int in_len) {
-    const unsigned char* const end = in + in_len;
-    if (in_len > longest_field) return assign_long(text, in, end);
-    scratch whole;
-    text = std::string(whole.data(), convert(in, end, whole.data()).out);
+    if (in_len <= longest_short_run && is_short_ascii(in, in + in_len)) {
+        text.append(reinterpret_cast<const char*>(in), in_len);
+    } else {
+        assign_converted(text, in, in_len);
+    }
 }
 
 }  // namespace orvix::si_parser

@@ -27,6 +27,7 @@ namespace {
 /// keys are sorted, each with its record's place below it, and then each record goes where it
 /// belongs at once.
 void sort(std::vector<sdt::sdt_service_info_t>& services) {
+    if (std::is_sorted(services.begin(), services.end())) return;  // as most stations send them
     constexpr std::size_t most_in_a_section = (4098 - 15) / 5 + 1;
     std::array<uint32_t, most_in_a_section> keys;
     const std::size_t count = std::min(services.size(), keys.size());
