@@ -45,8 +45,8 @@ private:
         unused_block* next;
     };
 
-    // Blocks have multiples of this size, so that those of one class serve others.
-    static constexpr std::size_t step = 4 * sizeof(void*);
+    // Block sizes are multiples of this, as those of the heap mostly are.
+    static constexpr std::size_t step = 2 * sizeof(void*);
     static constexpr std::size_t most_lists = 16;
     // What one long loop took is not handed on to short ones.
     static constexpr std::size_t longest_list = 32;
