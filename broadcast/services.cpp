@@ -345,6 +345,7 @@ told_service services::told(std::uint16_t service_id, const known_service& known
     service.service_id = service_id;
     service.program_map_pid = known.pmt_pid;
     if (known.sdt) {
+        service.is_described = true;
         service.name = known.sdt->name;
         service.service_type = known.sdt->service_type;
     }

@@ -56,7 +56,8 @@ struct event_on_air {
 /// What the broadcast has not said is empty.
 struct told_service {
     std::uint16_t service_id = 0;
-    std::string number;  ///< as the viewer enters it, "3.1"
+    std::string number;         ///< as the viewer enters it, "3.1"
+    bool is_described = false;  ///< in the SDT, which may tell no name and type
     std::string name;
     std::optional<std::uint8_t> service_type;
     std::optional<std::uint16_t> program_map_pid;

@@ -24,6 +24,7 @@ constexpr const char* footer = R"(Examples:
   si_inspect --show services capture.ts
   si_inspect --show findings capture.ts
   si_inspect --show guide capture.ts
+  si_inspect --show differences yesterday.ts today.ts
   si_inspect --table sdt,nit capture.ts
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
   si_inspect --format xmltv --output guide.xml capture.ts
@@ -34,7 +35,8 @@ constexpr const char* footer = R"(Examples:
 Exit status:
   0  all inputs were read
   1  with --strict: something in them was refused, dropped or skipped, or is missing in spite
-     of --until-complete; with --show findings, an error was found
+     of --until-complete; with --show findings, an error was found; with
+     --show differences: there are some
   2  wrong usage
   3  an input could not be read or is not what it should be, or the output could not be written)";
 
@@ -105,7 +107,8 @@ const std::map<std::string, output_format> formats = {{"text", output_format::te
 const std::map<std::string, view_choice> views = {{"tables", view_choice::tables},
                                                   {"services", view_choice::services},
                                                   {"findings", view_choice::findings},
-                                                  {"guide", view_choice::guide}};
+                                                  {"guide", view_choice::guide},
+                                                  {"differences", view_choice::differences}};
 
 /// What a format is always about; nothing of those that show anything.
 std::optional<view_choice> only_view_of(output_format format) {
@@ -233,10 +236,15 @@ private:
             throw CLI::ValidationError("--limit-of", "is for --show findings");
         }
         if (options_.show == view_choice::findings) check_findings();
-        if (options_.show != view_choice::services) return;
+        if (options_.show == view_choice::differences) check_differences();
+        const bool has_tables =
+            options_.show != view_choice::services && options_.show != view_choice::differences;
+        if (has_tables) return;
+        const std::string view =
+            options_.show == view_choice::services ? "services" : "differences";
         for (const char* const option : {"--table", "--pid", "--all", "--limit"}) {
             if (app_.count(option) == 0) continue;
-            throw CLI::ValidationError(option, "is for tables, not for --show services");
+            throw CLI::ValidationError(option, "is for tables, not for --show " + view);
         }
     }
 
@@ -245,6 +253,18 @@ private:
         for (const char* const option : {"--table", "--service", "--all", "--limit"}) {
             if (app_.count(option) == 0) continue;
             throw CLI::ValidationError(option, "is not for --show findings");
+        }
+    }
+
+    void check_differences() const {
+        const std::vector<std::string>& files = options_.inputs;
+        if (files.size() != 2) {
+            throw CLI::ValidationError("--show",
+                                       "differences are those of two files, the older "
+                                       "one first");
+        }
+        if (files[0] == "-" && files[1] == "-") {
+            throw CLI::ValidationError("--show", "the standard input is no two files");
         }
     }
 
@@ -284,7 +304,8 @@ private:
         add_choice(
             app_, "--show", options_.show, views, "VIEW",
             "tables (the default), services for what a viewer can tune to, findings for what "
-            "is wrong, or guide for the programmes day by day")
+            "is wrong, guide for the programmes day by day, or differences for what has changed "
+            "from one file to another")
             ->group(group);
         add_list(app_, "--table", tables_, "Only these tables; all but those behind a '!'")
             ->type_name("TABLE")

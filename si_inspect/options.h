@@ -14,7 +14,7 @@
 
 namespace orvix::si_inspect {
 
-enum class view_choice : std::uint8_t { tables, services, findings, guide };
+enum class view_choice : std::uint8_t { tables, services, findings, guide, differences };
 enum class output_format : std::uint8_t { text, json, xmltv, m3u, sections };
 enum class color_choice : std::uint8_t { automatic, always, never };
 
@@ -50,7 +50,13 @@ struct options {
 };
 
 /// The exit status, also of what a command line asks for.
-enum exit_status : int { exit_ok = 0, exit_incomplete = 1, exit_usage = 2, exit_input = 3 };
+enum exit_status : int {
+    exit_ok = 0,
+    exit_incomplete = 1,
+    exit_different = 1,
+    exit_usage = 2,
+    exit_input = 3
+};
 
 /// The options, or the exit status where the command line has been answered already (--help,
 /// --version, wrong usage).

@@ -22,6 +22,7 @@
 #include "interruption.h"
 #include "output.h"
 #include "progress.h"
+#include "views/differences_view.h"
 #include "views/findings_view.h"
 #include "views/guide_view.h"
 #include "views/services_view.h"
@@ -124,6 +125,10 @@ public:
         bar_->hide();
         to_->finding_changed(file, changed);
     }
+    void differences(const changes& all) override {
+        bar_->hide();
+        to_->differences(all);
+    }
     void guide(const guide_contents& all) override {
         bar_->hide();
         to_->guide(all);
@@ -167,6 +172,7 @@ public:
         finish();
         if (failed_) return exit_input;
         const bool lacks_something = how_.until_complete && view_->counts().has_missing();
+        if (view_->has_differences()) return exit_different;
         return how_.strict && (view_->has_failed() || lacks_something) ? exit_incomplete : exit_ok;
     }
 
@@ -184,6 +190,8 @@ private:
                                                        notice_it);
             case view_choice::findings:
                 return std::make_unique<findings_view>(how_, writer_, report_refusal, notice_it);
+            case view_choice::differences:
+                return std::make_unique<differences_view>(how_.services, writer_, report_refusal);
             case view_choice::guide:
                 return std::make_unique<guide_view>(how_, writer_, report_refusal, notice_it);
         }
@@ -197,7 +205,8 @@ private:
         const std::string file = several ? path : std::string();
         view_->begin_input(file, !from.size());
         watch_.reset();
-        const bool is_watched = how_.until_complete || how_.show == view_choice::guide;
+        const bool is_watched = how_.until_complete || how_.show == view_choice::guide ||
+                                how_.show == view_choice::differences;
         if (is_watched) watch_ = std::make_unique<completeness_watch>(*view_, how_.services);
         observer& to = is_watched ? static_cast<observer&>(*watch_) : *view_;
         if (how_.timeout) end_of_waiting_ = input::clock::now() + *how_.timeout;

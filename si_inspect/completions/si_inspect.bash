@@ -12,7 +12,7 @@ _si_inspect() {
     local IFS=$' \t\n'
 
     case $before in
-        --show) mapfile -t COMPREPLY < <(compgen -W "tables services findings guide" -- "$word") ;;
+        --show) mapfile -t COMPREPLY < <(compgen -W "tables services findings guide differences" -- "$word") ;;
         --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
         --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv m3u sections" -- "$word") ;;
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;

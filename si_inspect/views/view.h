@@ -39,6 +39,8 @@ public:
     totals& counts() { return counts_; }
     /// Whether the inputs are not as they should be, which --strict asks.
     virtual bool has_failed() const { return !counts_.complete(); }
+    /// Whether the inputs are not the same, where that is asked.
+    virtual bool has_differences() const { return false; }
     /// What the inputs may make us keep.
     virtual std::vector<broadcast::bound> bounds() const { return {different_refusals_}; }
 

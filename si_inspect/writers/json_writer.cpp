@@ -9,6 +9,7 @@
 #include "writers/json_line.h"
 #include "writers/missing_json.h"
 #include "writers/services_json.h"
+#include "writers/told_json.h"
 
 namespace orvix::si_inspect {
 
@@ -140,6 +141,20 @@ void json_writer::findings(const std::string& file, const std::vector<finding>& 
 void json_writer::finding_changed(const std::string& file, const finding& changed) {
     const finding_state state = changed.in_force ? finding_state::begins : finding_state::ends;
     write_finding(*line_, to_, file, changed, state);
+}
+
+void json_writer::differences(const changes& all) {
+    for (const change& c : all) {
+        line_->begin_object();
+        line_->field("change", c.kind);
+        add(*line_, "service_id", c.service_id);
+        add(*line_, "event_id", c.event_id);
+        (*line_)("old", c.before);
+        (*line_)("new", c.after);
+        line_->field("sentence", std::string_view(c.sentence));
+        line_->end_object();
+        line_->write(to_);
+    }
 }
 
 void json_writer::guide(const guide_contents& all) { write_guide(*line_, to_, all); }

@@ -620,6 +620,12 @@ void text_writer::finding_changed(const std::string& file, const finding& change
     to_.write(finding_change_text(file, changed, how_));
 }
 
+void text_writer::differences(const changes& all) {
+    if (all.empty()) return;
+    for (const change& c : all) block_->append(printable(c.sentence) + '\n');
+    block_->write(to_);
+}
+
 void text_writer::guide(const guide_contents& all) {
     for (const std::string& day : guide_days(all, how_.color)) {
         block_->append(day);

@@ -27,6 +27,7 @@ public:
     void services(const std::string& file, const broadcast::told_services& all) override;
     void findings(const std::string& file, const std::vector<broadcast::finding>& all) override;
     void finding_changed(const std::string& file, const broadcast::finding& changed) override;
+    void differences(const broadcast::changes& all) override;
     void guide(const broadcast::guide_contents& all) override;
     void finish(const totals* counts) override;
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <broadcast/differences/change.h>
 #include <broadcast/findings/finding.h>
 #include <broadcast/guide.h>
 #include <broadcast/observer.h>
@@ -31,6 +32,8 @@ public:
     /// A finding on live input that has begun, or has ended.
     virtual void finding_changed(const std::string& /*file*/,
                                  const broadcast::finding& /*changed*/) {}
+    /// What has changed from one input to the other.
+    virtual void differences(const broadcast::changes& /*all*/) {}
     /// The guide out of all inputs.
     virtual void guide(const broadcast::guide_contents& /*all*/) {}
     /// Called last, once. `counts` is null unless the totals are to stand in the output.
