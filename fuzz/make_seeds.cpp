@@ -2,6 +2,7 @@
 
 #include <isdb_sections.h>
 #include <rich_sections.h>
+#include <small_broadcast.h>
 #include <stream_writer.h>
 
 #include <filesystem>
@@ -86,6 +87,24 @@ std::vector<bytes> streams() {
     return seeds;
 }
 
+/// A small broadcast with a clock, its tables every so often.
+std::vector<bytes> broadcasts() {
+    constexpr std::uint8_t in_pieces = 200;
+    constexpr unsigned int rounds = 3;
+    const stream_writer tables = all_tables();
+    stream_writer timed;
+    for (unsigned int round = 0; round < rounds; ++round) {
+        for (unsigned int i = 0; i < tables.packets().size(); ++i) {
+            adaptation_field adaptation;
+            adaptation.pcr = (round * tables.packets().size() + i) * 2'000'000;
+            timed.packet_without_payload(0x0100, adaptation);
+            timed.packets().push_back(tables.packets()[i]);
+            set_continuity_counter(timed.last_packet(), round);
+        }
+    }
+    return {bytes{in_pieces} + timed.stream(), bytes{in_pieces} + tables.stream()};
+}
+
 void write(const std::filesystem::path& folder, const std::vector<bytes>& seeds) {
     std::filesystem::create_directories(folder);
     for (std::size_t i = 0; i < seeds.size(); ++i) {
@@ -107,6 +126,7 @@ int main(int argc, char** argv) {
     try {
         for (const auto& [target, seeds] : sections()) write(folder / target, seeds);
         write(folder / "stream", streams());
+        write(folder / "broadcast", broadcasts());
     } catch (const std::exception& e) {
         std::cerr << "make_seeds: " << folder.string() << ": " << e.what() << '\n';
         return 1;

@@ -24,8 +24,7 @@ public:
     void clock_reference(const section_feed::clock_reference& reference) override {
         to_.clock_reference(reference);
     }
-    void dropped(std::uint16_t pid, std::uint64_t packet,
-                 section_feed::drop_reason why) override {
+    void dropped(std::uint16_t pid, std::uint64_t packet, section_feed::drop_reason why) override {
         to_.dropped(pid, packet, why);
     }
     void section(const broadcast::sighting& seen) override {

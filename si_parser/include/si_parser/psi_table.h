@@ -13,10 +13,10 @@ namespace orvix::si_parser {
 /// What all tables share: the long section header (ISO/IEC 13818-1 2.4.4.10), the table-level
 /// descriptors, and the helpers that decode a section's body.
 ///
-/// A table object holds one section. It is reused: every `parse` empties it first, and what it reads
-/// takes the memory of those descriptors that nothing else holds. Lengths inside a section are
-/// trusted and the CRC_32 is never checked: hand in only sections that `section_feed` admitted. One
-/// thread at a time per object.
+/// A table object holds one section. It is reused: every `parse` empties it first, and what it
+/// reads takes the memory of those descriptors that nothing else holds. Lengths inside a section
+/// are trusted and the CRC_32 is never checked: hand in only sections that `section_feed` admitted.
+/// One thread at a time per object.
 class SI_PARSER_EXPORT psi_table {
 public:
     psi_table();
