@@ -399,6 +399,19 @@ told_services services::told() const {
     return all;
 }
 
+bool services::is_in_sdt(std::uint16_t service_id) const {
+    const auto service = services_.find(service_id);
+    return service != services_.end() && service->second.sdt;
+}
+
+std::vector<std::uint16_t> services::not_in_pat() const {
+    std::vector<std::uint16_t> all;
+    for (const auto& [service_id, known] : services_) {
+        if (known.sdt && !known.pmt_pid) all.push_back(service_id);
+    }
+    return all;
+}
+
 std::vector<bound> services::bounds() const {
     return {service_limit_, event_limit_, stream_limit_, application_limit_};
 }

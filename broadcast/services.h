@@ -93,6 +93,15 @@ public:
 
     told_services told() const;
 
+    /// Whether all sections of a PAT, or of an SDT, have come.
+    bool has_whole_pat() const { return pat_.has_come_whole(); }
+    bool has_whole_sdt() const { return sdt_.has_come_whole(); }
+    bool is_in_sdt(std::uint16_t service_id) const;
+    /// Those that the SDT lists and the PAT does not, whom no one is told of: by service_id.
+    std::vector<std::uint16_t> not_in_pat() const;
+    /// Whether there was room for each service.
+    bool has_kept_all() const { return service_limit_.left_out == 0; }
+
     /// What the stream may make us keep.
     std::vector<bound> bounds() const;
 

@@ -15,6 +15,10 @@ void findings::stream_begins(const stream_facts& of) {
     pids_.stream_begins(of);
     tables_.stream_begins(of);
     events_.stream_begins(of);
+    network_.stream_begins(of);
+    announcements_.stream_begins(of);
+    pmts_.stream_begins(of);
+    applications_.stream_begins(of);
 }
 
 void findings::packets_passed(std::uint64_t last_packet) {
@@ -23,6 +27,11 @@ void findings::packets_passed(std::uint64_t last_packet) {
     pids_.packets_passed();
     tables_.packets_passed();
     events_.packets_passed();
+    services_.packets_passed();
+    network_.packets_passed();
+    announcements_.packets_passed();
+    components_.packets_passed();
+    applications_.packets_passed();
 }
 
 void findings::gap(const packet_gap& skipped) {
@@ -55,6 +64,11 @@ void findings::section(const sighting& seen) {
     versions_.take(seen);
     events_.take(seen);
     receiver_.take(seen);
+    services_.take(seen);
+    network_.take(seen);
+    announcements_.take(seen);
+    if (seen.is_new) pmts_.take(seen.bytes, seen.size, seen.where.pid, seen.seconds);
+    applications_.take(seen);
 }
 
 void findings::refused(const place& where, const refusal& what) {
@@ -70,8 +84,12 @@ void findings::refused(const place& where, const refusal& what) {
     seen.bytes = what.section;
     seen.size = what.size;
     seen.seconds = ledger_.now().seconds;
-    if (what.size >= 8) tables_.take(seen);
     receiver_.take_refused(where, what);
+    if (what.size < 8) return;
+    tables_.take(seen);
+    announcements_.take(seen);
+    pmts_.take(seen.bytes, seen.size, seen.where.pid, seen.seconds);
+    applications_.take(seen);
 }
 
 void findings::end() {
@@ -80,13 +98,21 @@ void findings::end() {
         tables_.end();
         pids_.end();
         events_.end();
+        services_.end();
+        network_.end();
+        announcements_.end();
+        components_.end();
+        applications_.end();
     }
 }
 
 std::vector<bound> findings::bounds() const {
-    std::vector<bound> all = {ledger_.limit(), tables_.limit(), versions_.limit(), pids_.limit()};
-    const std::vector<bound> of_events = events_.limits();
-    all.insert(all.end(), of_events.begin(), of_events.end());
+    std::vector<bound> all = {ledger_.limit(), tables_.limit(),        versions_.limit(),
+                              pids_.limit(),   announcements_.limit(), pmts_.limit()};
+    for (const auto& more :
+         {events_.limits(), services_.bounds(), network_.bounds(), applications_.bounds()}) {
+        all.insert(all.end(), more.begin(), more.end());
+    }
     return all;
 }
 

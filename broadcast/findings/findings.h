@@ -6,11 +6,17 @@
 #include <optional>
 #include <vector>
 
+#include "application_checks.h"
 #include "broadcast_clock.h"
+#include "component_checks.h"
+#include "event_announcements.h"
 #include "event_checks.h"
 #include "ledger.h"
+#include "network_checks.h"
 #include "pid_watch.h"
 #include "receiver_checks.h"
+#include "sent_pmts.h"
+#include "service_checks.h"
 #include "stream_faults.h"
 #include "table_versions.h"
 #include "table_watch.h"
@@ -65,6 +71,12 @@ private:
     table_versions versions_ = table_versions(ledger_);
     event_checks events_ = event_checks(ledger_);
     receiver_checks receiver_ = receiver_checks(ledger_);
+    service_checks services_ = service_checks(ledger_);
+    network_checks network_ = network_checks(ledger_);
+    event_announcements announcements_ = event_announcements(ledger_);
+    sent_pmts pmts_;
+    component_checks components_ = component_checks(ledger_, pmts_);
+    application_checks applications_ = application_checks(ledger_, pmts_);
 };
 
 }  // namespace orvix::broadcast

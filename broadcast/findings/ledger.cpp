@@ -119,13 +119,16 @@ void ledger::end_the_quiet() {
     }
 }
 
-void ledger::end_review(std::initializer_list<finding_kind> kinds) {
+std::size_t ledger::end_review(std::initializer_list<finding_kind> kinds) {
+    std::size_t looked_at = 0;
     for (const finding_kind kind : kinds) {
         for (auto e = entries_.lower_bound(key_of(kind, {}));
              e != entries_.end() && std::get<finding_kind>(e->first) == kind; ++e) {
+            ++looked_at;
             if (e->second.review != review_) end(e->second);
         }
     }
+    return looked_at;
 }
 
 std::vector<finding> ledger::told() const {

@@ -2,6 +2,7 @@
 
 #include <broadcast/bound.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <initializer_list>
@@ -73,7 +74,8 @@ public:
         if (entry* const kept = confirm(what)) kept->is.what = words();
         announce();
     }
-    void end_review(std::initializer_list<finding_kind> kinds);
+    /// Returns how many findings it looked at.
+    std::size_t end_review(std::initializer_list<finding_kind> kinds);
 
     /// The most severe first, then in the order of their kinds and by whom they are about.
     std::vector<finding> told() const;

@@ -1,11 +1,11 @@
 #include "table_watch.h"
 
 #include <broadcast/programs.h>
-#include <broadcast/readings/section_loops.h>
 
 #include <algorithm>
 #include <utility>
 
+#include "eit_flags.h"
 #include "wording.h"
 
 extern "C" {
@@ -205,10 +205,9 @@ void table_watch::take(const key& k, bool is_new, double now) {
 }
 
 void table_watch::read_flags(const sighting& sdt) {
-    for (const sent_record& service : find_loops(sdt.bytes, sdt.size).records) {
-        const std::uint16_t service_id = sdtn_get_sid(service.entry);
-        without_present_[service_id] = !sdtn_get_eitpresent(service.entry);
-        without_schedule_[service_id] = !sdtn_get_eitschedule(service.entry);
+    for (const eit_flags& announced : eit_flags_of(sdt.bytes, sdt.size)) {
+        without_present_[announced.service_id] = !announced.present_following;
+        without_schedule_[announced.service_id] = !announced.schedule;
     }
 }
 

@@ -184,7 +184,7 @@ TEST(LiveFindings, AreToldWhenTheyBeginAndWhenTheyHaveEnded) {
     }
     EXPECT_THAT(states, ElementsAre("begins", "told"));
     EXPECT_THAT(si_inspect(as_text(), {with_rare_sdt().stream()}).out,
-                StartsWith("error    begins  "));
+                HasSubstr("\nerror    begins  "));
 }
 
 TEST(LiveFindings, EndWhenTheyHaveNotComeForTenSeconds) {
