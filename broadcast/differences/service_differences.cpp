@@ -3,6 +3,7 @@
 #include <broadcast/names.h>
 
 #include <algorithm>
+#include <bitset>
 
 #include "words.h"
 
@@ -13,7 +14,6 @@ namespace {
 constexpr std::uint8_t pat = 0x00;
 constexpr std::uint8_t nit_actual = 0x40;
 constexpr std::uint8_t sdt_actual = 0x42;
-constexpr std::uint8_t ait = 0x74;
 
 value stream_value(const service_stream& stream) {
     value::record fields = {
@@ -270,12 +270,13 @@ void add_service_differences(changes& to, const snapshot& before, const snapshot
     const auto is_wanted = [&wanted](const told_service& service) {
         return wanted.empty() || wanted.count(service.service_id) != 0;
     };
-    const auto has_applications = [](const snapshot& of, const told_service& service) {
-        return service.streams &&
-               std::any_of(service.streams->begin(), service.streams->end(),
-                           [&of](const service_stream& stream) {
-                               return of.tables.has_whole_on(ait, stream.elementary_pid);
-                           });
+    const auto aits_before = before.tables.pids_of_whole_aits();
+    const auto aits_after = after.tables.pids_of_whole_aits();
+    const auto has_ait = [](const std::bitset<0x2000>& on, const told_service& service) {
+        return service.streams && std::any_of(service.streams->begin(), service.streams->end(),
+                                              [&on](const service_stream& stream) {
+                                                  return on[stream.elementary_pid];
+                                              });
     };
 
     auto was = old.services.begin();
@@ -312,7 +313,7 @@ void add_service_differences(changes& to, const snapshot& before, const snapshot
                 if (has_network) comparison.compare_number();
                 comparison.compare_pids();
                 comparison.compare_streams();
-                if (has_applications(before, *was) && has_applications(after, *is)) {
+                if (has_ait(aits_before, *was) && has_ait(aits_after, *is)) {
                     comparison.compare_applications();
                 }
             }

@@ -2,7 +2,6 @@
 
 #include <sodium.h>
 
-#include <algorithm>
 #include <tuple>
 
 namespace orvix::broadcast {
@@ -81,10 +80,13 @@ bool table_contents::has_whole(std::uint8_t table_id) const {
     return false;
 }
 
-bool table_contents::has_whole_on(std::uint8_t table_id, std::uint16_t pid) const {
-    return std::any_of(tables_.lower_bound({table_id, 0, 0}), tables_.end(), [&](const auto& t) {
-        return t.first.table_id == table_id && t.first.place == pid && t.second.is_whole();
-    });
+std::bitset<0x2000> table_contents::pids_of_whole_aits() const {
+    std::bitset<0x2000> pids;
+    for (auto t = tables_.lower_bound({ait, 0, 0}); t != tables_.end() && t->first.table_id == ait;
+         ++t) {
+        if (t->second.is_whole()) pids.set(t->first.place);
+    }
+    return pids;
 }
 
 bool table_contents::has_any(std::uint8_t first_table_id, std::uint8_t last_table_id,

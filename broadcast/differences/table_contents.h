@@ -5,6 +5,7 @@
 #include <broadcast/section_numbers.h>
 
 #include <array>
+#include <bitset>
 #include <cstdint>
 #include <map>
 #include <optional>
@@ -38,8 +39,8 @@ public:
 
     const tables& all() const { return tables_; }
     bool has_whole(std::uint8_t table_id) const;
-    /// Of an AIT.
-    bool has_whole_on(std::uint8_t table_id, std::uint16_t pid) const;
+    /// On which PIDs a whole AIT has come.
+    std::bitset<0x2000> pids_of_whole_aits() const;
     bool has_any(std::uint8_t first_table_id, std::uint8_t last_table_id,
                  std::uint16_t table_id_extension) const;
     std::vector<bound> bounds() const { return {limit_}; }
