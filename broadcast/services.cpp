@@ -1,6 +1,7 @@
 #include "services.h"
 
 #include <algorithm>
+#include <set>
 
 #include "channel_number.h"
 #include "names.h"
@@ -326,8 +327,10 @@ const services::network_stream* services::own_network_stream() const {
 std::optional<std::vector<service_application>> services::applications_on(
     const std::vector<service_stream>& streams) const {
     std::optional<std::vector<service_application>> all;
+    std::set<std::uint16_t> told;
     for (const service_stream& stream : streams) {
         if (stream.stream_type != private_sections) continue;
+        if (!told.insert(stream.elementary_pid).second) continue;
         for (auto table = aits_.lower_bound({stream.elementary_pid, 0});
              table != aits_.end() && table->first.first == stream.elementary_pid; ++table) {
             if (!all) all.emplace();

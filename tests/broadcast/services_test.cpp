@@ -358,6 +358,13 @@ TEST_F(Services, HaveApplicationsAgainWhenTheirPmtNamesThePidAgain) {
     EXPECT_THAT(application_names(services_of(stream).services.at(0)), ElementsAre("Jogo"));
 }
 
+TEST_F(Services, HaveTheApplicationsOfAPidOnceHoweverOftenTheirPmtNamesIt) {
+    const bytes twice = elementary_stream(0x05, ait_pid) + elementary_stream(0x05, ait_pid);
+    stream_writer stream = pat_and_pmt(twice);
+    stream.section(ait_pid, ait());
+    EXPECT_THAT(application_names(services_of(stream).services.at(0)), ElementsAre("Jogo"));
+}
+
 TEST_F(Services, HaveTheRatingOfBrazilElseOfTheFirstCountry) {
     const auto rating_of = [](const bytes& ratings) {
         stream_writer stream;
