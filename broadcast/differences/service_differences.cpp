@@ -127,6 +127,7 @@ private:
     template <typename Entry>
     static std::vector<const Entry*> all_of(const std::vector<Entry>& entries) {
         std::vector<const Entry*> all;
+        all.reserve(entries.size());
         for (const Entry& entry : entries) all.push_back(&entry);
         return all;
     }

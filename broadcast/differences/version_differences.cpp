@@ -80,11 +80,11 @@ void add_version_differences(changes& to, const snapshot& before, const snapshot
         if (is_of_service) c.service_id = key.table_id_extension;
         c.before = value::number{was.version_number, 0, ""};
         c.after = value::number{is.version_number, 0, ""};
-        c.sentence = table_words(key) +
-                     (is_missed ? ": the contents have changed, and the version is still " +
-                                      new_version + ": receivers miss it"
-                                : ": the version was " + old_version + " and is now " +
-                                      new_version + ", and the contents are the same");
+        c.sentence = table_words(key);
+        c.sentence += is_missed ? ": the contents have changed, and the version is still "
+                                : ": the version was " + old_version + " and is now ";
+        c.sentence += new_version;
+        c.sentence += is_missed ? ": receivers miss it" : ", and the contents are the same";
         to.push_back(std::move(c));
     }
 }

@@ -52,7 +52,7 @@ std::string with_words(std::string address, const told_service& service) {
 }
 
 std::string name_of(const told_service& service) {
-    const std::string name = in_line(service.name);
+    std::string name = in_line(service.name);
     if (name.find_first_not_of(' ') != std::string::npos) return name;
     return service.number.empty() ? std::to_string(service.service_id) : service.number;
 }
