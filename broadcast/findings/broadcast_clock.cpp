@@ -1,5 +1,6 @@
 #include "broadcast_clock.h"
 
+#include <broadcast/air_time.h>
 #include <broadcast/times.h>
 
 #include <cmath>
@@ -19,12 +20,6 @@ constexpr std::int64_t end_of_32_bits = 2147483648;
 
 constexpr double minute = 60;
 constexpr double slack = 1e-3;  // what is lost in counting
-
-std::optional<std::time_t> time_in(const table_ref& table) {
-    if (const auto* const tdt = std::get_if<const si_parser::tdt*>(&table)) return (*tdt)->utc_time;
-    if (const auto* const tot = std::get_if<const si_parser::tot*>(&table)) return (*tot)->utc_time;
-    return std::nullopt;
-}
 
 std::string date_of(std::int64_t time) { return std::string(iso_time(time, brasilia).view()); }
 

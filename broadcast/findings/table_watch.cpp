@@ -256,6 +256,8 @@ void table_watch::tell_interval(const key& k, double seconds) const {
     ended.section_number = k.section_number;
     ended.seconds = seconds;
     ended.limit_seconds = limit_of(k.of);
+    ended.later_days = k.of == interval::schedule_later;
+    ended.is_late = seconds > ended.limit_seconds + slack;
     on_interval_(ended);
 }
 

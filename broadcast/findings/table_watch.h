@@ -28,6 +28,8 @@ struct table_interval {
     std::uint8_t section_number = 0;
     double seconds = 0;
     double limit_seconds = 0;
+    bool is_late = false;     ///< a finding
+    bool later_days = false;  ///< of a schedule: beyond the first day
 };
 
 /// Whether each section comes again in time, and whether each table comes at all.
