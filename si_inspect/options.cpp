@@ -29,6 +29,7 @@ constexpr const char* footer = R"(Examples:
   si_inspect --format json capture.ts | jq 'select(.table == "sdt").services'
   si_inspect --format xmltv --output guide.xml capture.ts
   si_inspect --format m3u --address 'http://tv.local/{service_id}' capture.ts >channels.m3u
+  si_inspect --format html --output page.html capture.ts
   si_inspect --sections sections.bin
   socat -u UDP4-RECV:5004 - | si_inspect --show guide --until-complete --timeout 120
 
@@ -98,11 +99,10 @@ void set_limit(const std::string& option, const std::string& word, finding_limit
     limits.set(rule->kind, std::stod(seconds));
 }
 
-const std::map<std::string, output_format> formats = {{"text", output_format::text},
-                                                      {"json", output_format::json},
-                                                      {"xmltv", output_format::xmltv},
-                                                      {"m3u", output_format::m3u},
-                                                      {"sections", output_format::sections}};
+const std::map<std::string, output_format> formats = {
+    {"text", output_format::text},   {"json", output_format::json},
+    {"xmltv", output_format::xmltv}, {"m3u", output_format::m3u},
+    {"html", output_format::html},   {"sections", output_format::sections}};
 
 const std::map<std::string, view_choice> views = {{"tables", view_choice::tables},
                                                   {"services", view_choice::services},
@@ -117,6 +117,8 @@ std::optional<view_choice> only_view_of(output_format format) {
             return view_choice::guide;
         case output_format::m3u:
             return view_choice::services;
+        case output_format::html:
+            return view_choice::page;
         case output_format::sections:
             return view_choice::tables;
         case output_format::text:
@@ -232,9 +234,12 @@ private:
             }
             options_.show = *only;
         }
-        if (app_.count("--limit-of") != 0 && options_.show != view_choice::findings) {
-            throw CLI::ValidationError("--limit-of", "is for --show findings");
+        const bool finds =
+            options_.show == view_choice::findings || options_.show == view_choice::page;
+        if (app_.count("--limit-of") != 0 && !finds) {
+            throw CLI::ValidationError("--limit-of", "is for --show findings and --format html");
         }
+        if (options_.show == view_choice::page) check_page();
         if (options_.show == view_choice::findings) check_findings();
         if (options_.show == view_choice::differences) check_differences();
         const bool has_tables =
@@ -265,6 +270,17 @@ private:
         }
         if (files[0] == "-" && files[1] == "-") {
             throw CLI::ValidationError("--show", "the standard input is no two files");
+        }
+    }
+
+    /// It is of one broadcast, and all of it.
+    void check_page() const {
+        if (options_.inputs.size() > 1) {
+            throw CLI::ValidationError("--format", "html is of one FILE");
+        }
+        for (const char* const option : {"--table", "--pid", "--service", "--all", "--limit"}) {
+            if (app_.count(option) == 0) continue;
+            throw CLI::ValidationError(option, "is not for --format html, which has all");
         }
     }
 
@@ -330,10 +346,11 @@ private:
 
     void add_format() {
         const std::string group = "How it is shown";
-        add_choice(app_, "--format", options_.format, formats, "FORMAT",
-                   "text for people (the default), json for one object in each line, xmltv for a "
-                   "programme guide, m3u for a list of channels, sections for their bytes as "
-                   "--sections reads them")
+        add_choice(
+            app_, "--format", options_.format, formats, "FORMAT",
+            "text for people (the default), json for one object in each line, xmltv for a "
+            "programme guide, m3u for a list of channels, html for a page of it all, sections for "
+            "their bytes as --sections reads them")
             ->group(group);
         app_.add_option("--output", options_.output,
                         "Write to this file, which is no input and appears when it is whole")

@@ -14,8 +14,8 @@
 
 namespace orvix::si_inspect {
 
-enum class view_choice : std::uint8_t { tables, services, findings, guide, differences };
-enum class output_format : std::uint8_t { text, json, xmltv, m3u, sections };
+enum class view_choice : std::uint8_t { tables, services, findings, guide, differences, page };
+enum class output_format : std::uint8_t { text, json, xmltv, m3u, html, sections };
 enum class color_choice : std::uint8_t { automatic, always, never };
 
 /// What the command line says.

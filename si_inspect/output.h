@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "sink.h"
+
 namespace orvix::si_inspect {
 
 /// The output cannot be written; `what()` says which, and why.
@@ -20,7 +22,7 @@ public:
 };
 
 /// Where the formats go: the standard output, or a file that appears only when it is whole.
-class output {
+class output : public sink {
 public:
     /// The standard output.
     output();
@@ -31,13 +33,11 @@ public:
     /// Throws output_error and output_closed.
     explicit output(const std::string& path);
     /// Without `commit`, removes what was written aside.
-    ~output();
-    output(const output&) = delete;
-    output& operator=(const output&) = delete;
+    ~output() override;
 
     /// Writes all of `text` before it returns, however long its reader takes; but an interruption
     /// does not wait for one that takes nothing. Throws output_error and output_closed.
-    void write(std::string_view text);
+    void write(std::string_view text) override;
     /// Says that the output is whole: its bytes go to the disk, and then the file to its place,
     /// with the owner and the permissions of the one that it replaces as far as the user may give
     /// them, but never set-user-ID, set-group-ID or sticky. Throws output_error.

@@ -25,8 +25,10 @@
 #include "views/differences_view.h"
 #include "views/findings_view.h"
 #include "views/guide_view.h"
+#include "views/page_view.h"
 #include "views/services_view.h"
 #include "views/tables_view.h"
+#include "writers/html_writer.h"
 #include "writers/json_writer.h"
 #include "writers/m3u_writer.h"
 #include "writers/sections_writer.h"
@@ -83,6 +85,8 @@ std::unique_ptr<writer> make_writer(const options& how, output& to) {
                                                 [&how](const std::string& sentence) {
                                                     if (!how.quiet) complain(sentence);
                                                 });
+        case output_format::html:
+            return std::make_unique<html_writer>(to, offset);
         case output_format::sections:
             return std::make_unique<sections_writer>(to);
     }
@@ -132,6 +136,10 @@ public:
     void guide(const guide_contents& all) override {
         bar_->hide();
         to_->guide(all);
+    }
+    void everything(const page& all) override {
+        bar_->hide();
+        to_->everything(all);
     }
     void finish(const totals* counts) override { to_->finish(counts); }
 
@@ -194,6 +202,8 @@ private:
                 return std::make_unique<differences_view>(how_.services, writer_, report_refusal);
             case view_choice::guide:
                 return std::make_unique<guide_view>(how_, writer_, report_refusal, notice_it);
+            case view_choice::page:
+                return std::make_unique<page_view>(how_, writer_, report_refusal);
         }
         return nullptr;
     }
@@ -206,7 +216,8 @@ private:
         view_->begin_input(file, !from.size());
         watch_.reset();
         const bool is_watched = how_.until_complete || how_.show == view_choice::guide ||
-                                how_.show == view_choice::differences;
+                                how_.show == view_choice::differences ||
+                                how_.show == view_choice::page;
         if (is_watched) watch_ = std::make_unique<completeness_watch>(*view_, how_.services);
         observer& to = is_watched ? static_cast<observer&>(*watch_) : *view_;
         if (how_.timeout) end_of_waiting_ = input::clock::now() + *how_.timeout;

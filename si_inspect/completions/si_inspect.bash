@@ -14,7 +14,7 @@ _si_inspect() {
     case $before in
         --show) mapfile -t COMPREPLY < <(compgen -W "tables services findings guide differences" -- "$word") ;;
         --table) mapfile -t COMPREPLY < <(compgen -W "$tables" -- "$word") ;;
-        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv m3u sections" -- "$word") ;;
+        --format) mapfile -t COMPREPLY < <(compgen -W "text json xmltv m3u html sections" -- "$word") ;;
         --color) mapfile -t COMPREPLY < <(compgen -W "auto always never" -- "$word") ;;
         --log-level)
             local levels="none error warning info debug debug1 debug2 debug3 debug4"

@@ -3,12 +3,13 @@
 #include <broadcast/names.h>
 
 #include <algorithm>
-#include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "display.h"
+#include "writers/calendar.h"
 #include "writers/hex.h"
 
 namespace orvix::si_inspect {
@@ -44,26 +45,10 @@ std::vector<listed> by_start(const guide_contents& all) {
     return programmes;
 }
 
-/// "2026-11-21" and "20:30": the broadcast's clock as it stands.
-std::string date_of(std::time_t clock) {
-    constexpr std::size_t size = 10;
-    return std::string(iso_time(clock, brasilia).view().substr(0, size));
-}
-std::string hour_of(std::time_t clock) {
-    constexpr std::size_t begin = 11;
-    constexpr std::size_t size = 5;
-    return std::string(iso_time(clock, brasilia).view().substr(begin, size));
-}
-
-constexpr std::time_t seconds_per_day = 86'400;
-
 /// "Saturday 2026-11-21"
-std::string heading(std::time_t day, bool color) {
-    constexpr std::array<std::string_view, 7> weekdays = {
-        "Thursday", "Friday", "Saturday", "Sunday", "Monday", "Tuesday", "Wednesday"};  // 1970 on
+std::string heading(std::int64_t day, bool color) {
     std::string line(color ? bold : "");
-    line += weekdays[static_cast<std::size_t>(day) % weekdays.size()];
-    line += ' ' + date_of(day * seconds_per_day);
+    line.append(weekday_of(day)).append(" ").append(date_of(day));
     line += color ? no_color : "";
     return line + '\n';
 }
@@ -140,10 +125,10 @@ std::vector<std::string> guide_days(const guide_contents& all, bool color) {
     const std::vector<listed> programmes = by_start(all);
     const layout widths(programmes);
     std::vector<std::string> days;
-    std::time_t last = -1;
+    std::optional<std::int64_t> last;
     for (const listed& entry : programmes) {
-        const std::time_t day = entry.told->start / seconds_per_day;
-        if (day != last) days.push_back(heading(day, color));
+        const std::int64_t day = day_of(entry.told->start);
+        if (last != day) days.push_back(heading(day, color));
         last = day;
         days.back() += line_of(entry, widths);
     }

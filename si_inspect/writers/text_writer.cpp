@@ -265,7 +265,7 @@ public:
     void append(std::string_view lines) { text_ += lines; }
 
     /// Writes the block, whole and apart from the one before, and is empty again.
-    void write(output& to) {
+    void write(sink& to) {
         // One write, so that no block is ever seen in part.
         to.write(text_);
         // The blank line in front of the next one.
@@ -582,7 +582,7 @@ private:
     std::size_t next_skipped_ = 0;
 };
 
-text_writer::text_writer(output& to, const settings& how)
+text_writer::text_writer(sink& to, const settings& how)
     : to_(to), how_(how), block_(std::make_unique<text_block>(how_)) {}
 
 text_writer::~text_writer() = default;

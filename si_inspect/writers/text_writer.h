@@ -4,7 +4,7 @@
 
 #include <memory>
 
-#include "output.h"
+#include "sink.h"
 #include "writers/writer.h"
 
 namespace orvix::si_inspect {
@@ -19,7 +19,7 @@ public:
         broadcast::utc_offset offset = broadcast::brasilia;
         bool color = false;
     };
-    text_writer(output& to, const settings& how);
+    text_writer(sink& to, const settings& how);
     ~text_writer() override;
 
     void table(const broadcast::sighting& seen) override;
@@ -32,7 +32,7 @@ public:
     void finish(const totals* counts) override;
 
 private:
-    output& to_;
+    sink& to_;
     settings how_;
     std::unique_ptr<text_block> block_;
 };

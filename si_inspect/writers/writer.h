@@ -13,6 +13,8 @@
 
 namespace orvix::si_inspect {
 
+struct page;
+
 /// One output format. What it makes goes through the `output` that its constructor is given.
 class writer {
 public:
@@ -36,6 +38,8 @@ public:
     virtual void differences(const broadcast::changes& /*all*/) {}
     /// The guide out of all inputs.
     virtual void guide(const broadcast::guide_contents& /*all*/) {}
+    /// All of an input together.
+    virtual void everything(const page& /*all*/) {}
     /// Called last, once. `counts` is null unless the totals are to stand in the output.
     virtual void finish(const totals* counts) = 0;
 };
