@@ -52,8 +52,8 @@ public:
 private:
     static void check(const finding& f) {
         const bool has_happened = f.count > 0 && !f.what.empty();
-        const bool is_in_order = !f.first.seconds || !f.last.seconds ||
-                                 *f.first.seconds <= *f.last.seconds;
+        const bool is_in_order =
+            !f.first.seconds || !f.last.seconds || *f.first.seconds <= *f.last.seconds;
         if (!has_happened || !is_in_order) std::abort();
     }
 
