@@ -229,11 +229,13 @@ bytes make_sdt(const json& station) {
     constexpr std::uint8_t running = 4;
     bytes services;
     for (const json& description : station.at("services")) {
-        services =
-            std::move(services) + service(u16(description.at("service_id")), running, 0,
-                                          describe_service(u8(description.at("service_type")),
-                                                           text(description.at("provider")),
-                                                           text(description.at("name"))));
+        bytes entry = service(
+            u16(description.at("service_id")), running, 0,
+            describe_service(u8(description.at("service_type")), text(description.at("provider")),
+                             text(description.at("name"))));
+        constexpr std::uint8_t eit_schedule_flag = 0x02;
+        if (!description.at("has_schedule").get<bool>()) entry[2] ^= eit_schedule_flag;
+        services = std::move(services) + entry;
     }
     return sdt_section(u16(station.at("transport_stream_id")), u16(station.at("network_id")),
                        services, header(station, "sdt"));
