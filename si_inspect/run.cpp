@@ -271,8 +271,8 @@ private:
             if (found_by(to) > 0) view_->end_input();
             throw;
         }
-        // What the user has cut short is not lost.
-        if (!is_over()) to.end();
+        // What nobody wants to read any more is not lost.
+        if (!is_over() && !is_complete()) to.end();
         tell(to.bounds());
         tell(view_->bounds());
         // A stream may end at any time, a file only where it ends.

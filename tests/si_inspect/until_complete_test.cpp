@@ -125,9 +125,11 @@ TEST(UntilComplete, EveryViewAndFormatEnds) {
     }
 }
 
-TEST(UntilComplete, ViewsSeeTheSameAsWithout) {
+TEST(UntilComplete, ViewsSeeTheSameAsWithoutWhereSomethingIsMissing) {
+    const temporary_folder folder;
+    const std::string capture = folder.file("capture.ts", live(almost_whole()));
     for (const std::string view : {"tables", "services", "guide", "findings"}) {
-        const std::vector<std::string> arguments = {"--quiet", "--show", view, SAMPLE};
+        const std::vector<std::string> arguments = {"--quiet", "--show", view, capture};
         std::vector<std::string> waiting = arguments;
         waiting.emplace_back("--until-complete");
         EXPECT_EQ(si_inspect(waiting).out, si_inspect(arguments).out) << view;
@@ -148,12 +150,15 @@ TEST(UntilComplete, AFileIsReadNoFurtherThanNeeded) {
     };
     EXPECT_EQ(packets_of({}), 10'010u);
     EXPECT_LT(packets_of({"--until-complete"}), 1'000u);
+    // What is not wanted any more was not skipped.
+    EXPECT_THAT(si_inspect({"--until-complete", SAMPLE}).err, Not(HasSubstr("skipped")));
+    EXPECT_EQ(si_inspect({"--until-complete", "--strict", SAMPLE}).status, 0);
 }
 
 TEST(UntilComplete, WaitsForTheWantedServicesOnly) {
     stream_writer stream = whole();
     stream.section(0x0000, pat({1}));
-    EXPECT_THAT(si_inspect({"--until-complete"}, {stream.stream()}).err,
+    EXPECT_THAT(si_inspect({"--until-complete"}, {live(stream)}).err,
                 HasSubstr("missing  PMT of service 0x5C38 (23608)\n"));
     const outcome one = live_tool({"--until-complete", "--service", "0x5C20"}, live(stream)).end();
     EXPECT_EQ(one.status, 0);
