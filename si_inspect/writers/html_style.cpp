@@ -164,7 +164,7 @@ pre { margin: 0; padding: .5rem 1rem 1rem; overflow: auto; max-height: 40rem; fo
   th, td { padding-right: .625rem; font-size: .875rem; }
   .scroll th[scope=row] { white-space: normal; }
   .bar { min-width: 3rem; }
-  .plot { width: 6rem; }
+  .plot { width: 5.5rem; }
 }
 @media (max-width: 48rem), print {
   .timeline { width: auto; min-width: 0; }
@@ -189,7 +189,11 @@ pre { margin: 0; padding: .5rem 1rem 1rem; overflow: auto; max-height: 40rem; fo
   nav, #tables { display: none; }
   .finding, .card, .row li, tr { break-inside: avoid; }
   h2, h3, h4 { break-after: avoid; }
-  .scroll { overflow: visible; border: 0; padding: 0; }
+  .scroll, .scroll:not(.day) { overflow: visible; border: 0; padding: 0; }
+  .scroll th[scope=row] { white-space: normal; }
+  th, td { padding-right: .5rem; font-size: 8.5pt; }
+  .plot { width: 6rem; }
+  .measures dd { font-size: 11pt; }
   svg, .severity { print-color-adjust: exact; -webkit-print-color-adjust: exact; }
   .row details::details-content { content-visibility: visible; display: block; height: auto; }
 }

@@ -22,6 +22,7 @@ const windows = [
     { name: "390", width: 390, scheme: "light" },
     { name: "dark", width: 1280, scheme: "dark" },
     { name: "390-dark", width: 390, scheme: "dark" },
+    { name: "print", width: 700, scheme: "light", media: "print" }, // A4 within its margins
 ];
 
 // --- Captures ---
@@ -114,6 +115,7 @@ async function open(browser, file, window, settings = {}) {
     if (settings.bypassCSP) await tab.setBypassCSP(true);
     await tab.setViewport({ width: window.width, height: 900 });
     await tab.emulateMediaFeatures([{ name: "prefers-color-scheme", value: window.scheme }]);
+    await tab.emulateMediaType(window.media ?? "screen");
     const address = pathToFileURL(file).href;
     await tab.goto(address, { waitUntil: "networkidle0" });
     assert.deepEqual(elsewhere, [address], "requests");
