@@ -1,8 +1,10 @@
 #pragma once
 
-#include <chrono>
+#include <inputs/source.h>
+
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -15,16 +17,13 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-/// One file, or the standard input ("-").
+/// One file, the standard input ("-"), or a broadcast that comes from a network.
 class input {
 public:
     /// Throws input_error.
-    explicit input(const std::string& path);
-    ~input();
-    input(const input&) = delete;
-    input& operator=(const input&) = delete;
+    explicit input(const std::string& word);
 
-    using clock = std::chrono::steady_clock;
+    using clock = inputs::source::clock;
 
     /// Waits for bytes; 0 at the end, when the user has interrupted the program, and from `until`
     /// on. Throws input_error.
@@ -32,15 +31,18 @@ public:
                      clock::time_point until = clock::time_point::max());
 
     /// As messages name it, also one that is not opened.
-    static std::string name_of(const std::string& path);
+    static std::string name_of(const std::string& word);
     const std::string& name() const { return name_; }
     /// Bytes, of a regular file.
-    std::optional<std::uint64_t> size() const { return size_; }
+    std::optional<std::uint64_t> size() const { return from_->size(); }
+    /// What the user should know of it although it works; often empty.
+    std::string notice() const { return from_->notice(); }
+    /// What the network did; null for what is no network.
+    const inputs::network_counts* network() const { return from_->network(); }
 
 private:
     std::string name_;
-    int descriptor_;
-    std::optional<std::uint64_t> size_;
+    std::unique_ptr<inputs::source> from_;
 };
 
 }  // namespace orvix::si_inspect

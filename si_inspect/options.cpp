@@ -31,7 +31,7 @@ constexpr const char* footer = R"(Examples:
   si_inspect --format m3u --address 'http://tv.local/{service_id}' capture.ts >channels.m3u
   si_inspect --format html --output page.html capture.ts
   si_inspect --sections sections.bin
-  socat -u UDP4-RECV:5004 - | si_inspect --show guide --until-complete --timeout 120
+  si_inspect --show guide --until-complete --timeout 120 udp://239.255.7.7:5004
 
 Exit status:
   0  all inputs were read
@@ -302,7 +302,7 @@ private:
     void add_inputs() {
         app_.add_option("FILE", options_.inputs,
                         "Transport streams with packets of 188, 192 or 204 bytes; '-' or none is "
-                        "the standard input")
+                        "the standard input, udp://ADDRESS:PORT and rtp://ADDRESS:PORT a network")
             ->type_name("");
         app_.add_flag("--sections", options_.sections,
                       "The inputs are bare sections, one behind the other");

@@ -212,6 +212,7 @@ private:
         input from(path);
         const bool several = how_.inputs.size() > 1;
         show_progress_of(from);
+        if (!from.notice().empty()) notice(from.name() + ": " + from.notice());
         const std::string file = several ? path : std::string();
         view_->begin_input(file, !from.size());
         watch_.reset();
@@ -267,7 +268,7 @@ private:
                 }
             }
         } catch (const input_error&) {
-            view_->counts().add(to);
+            count(from, to);
             if (found_by(to) > 0) view_->end_input();
             throw;
         }
@@ -277,13 +278,19 @@ private:
         tell(view_->bounds());
         // A stream may end at any time, a file only where it ends.
         if (interruption::happened() && from.size()) cut_short_ = from.name();
-        view_->counts().add(to);
+        count(from, to);
         if (found_by(to) > 0) {
             any_read_ = true;
             view_->end_input();
         }
         bar_->hide();
         return bytes;
+    }
+
+    template <typename Reader>
+    void count(const input& from, const Reader& to) {
+        view_->counts().add(to);
+        if (from.network() != nullptr) view_->counts().add(*from.network());
     }
 
     /// Says of each bound once that it is met.

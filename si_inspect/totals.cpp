@@ -39,6 +39,22 @@ void add_by_pid(std::vector<std::pair<std::string, std::string>>& lines, const s
     }
 }
 
+/// "1234 datagrams", and what was wrong with them.
+std::string in_words(const inputs::network_counts& network) {
+    std::string words = count_of(network.datagrams, "datagram");
+    const auto add = [&words](std::uint64_t count, const char* what) {
+        if (count > 0) words += ", " + std::to_string(count) + ' ' + what;
+    };
+    add(network.malformed, "malformed");
+    add(network.overflowed, "too many for the receive buffer");
+    add(network.rtp.lost, "lost by RTP");
+    add(network.rtp.reordered, "reordered");
+    add(network.rtp.late, "too late");
+    add(network.rtp.duplicates, "repeated");
+    add(network.rtp.restarts, "restarts");
+    return words;
+}
+
 }  // namespace
 
 bool totals::has_missing() const {
@@ -78,12 +94,18 @@ void totals::add(const std::vector<broadcast::bound>& bounds) {
     }
 }
 
+void totals::add(const inputs::network_counts& of_input) {
+    if (!network) network.emplace();
+    *network += of_input;
+}
+
 std::string name_of_pid(std::uint16_t pid) {
     return "PID " + hex_number(pid, 4) + " (" + std::to_string(pid) + ")";
 }
 
 std::string to_text(const totals& counts) {
     std::vector<std::pair<std::string, std::string>> lines;
+    if (counts.network) lines.emplace_back("network", in_words(*counts.network));
     if (counts.packets > 0) {
         lines.emplace_back("packets", std::to_string(counts.packets) + " on " +
                                           count_of(counts.pids.count(), "PID"));

@@ -3,6 +3,7 @@
 #include <broadcast/bare_sections.h>
 #include <broadcast/completeness.h>
 #include <broadcast/multiplex.h>
+#include <inputs/network_counts.h>
 #include <section_feed/section_collector.h>
 
 #include <bitset>
@@ -44,6 +45,9 @@ struct totals {
     /// What did not fit into the bounds of what is kept, by what it is.
     std::map<std::string_view, std::uint64_t> left_out;
 
+    /// Of all inputs that came from a network; none without one.
+    std::optional<inputs::network_counts> network;
+
     /// What has not come of an input, where that is looked for.
     struct missing_of_input {
         std::string file;  ///< empty where only one input is read
@@ -55,10 +59,13 @@ struct totals {
     void add(const broadcast::multiplex& stream);
     void add(const broadcast::bare_sections& file);
     void add(const std::vector<broadcast::bound>& bounds);
+    void add(const inputs::network_counts& of_input);
 
     /// Whether everything that was there was also read.
     bool complete() const {
-        return refused.empty() && dropped.empty() && transport_errors.empty() &&
+        const bool came_whole = !network || (network->malformed == 0 && network->overflowed == 0 &&
+                                             network->rtp.lost == 0);
+        return came_whole && refused.empty() && dropped.empty() && transport_errors.empty() &&
                continuity_errors.empty() && skipped_bytes == 0 && left_out.empty();
     }
     /// Whether all that an input should have has come.

@@ -92,6 +92,21 @@ void add_left_out(json_line& line, const totals& counts) {
     line.end_object();
 }
 
+void add_network(json_line& line, const inputs::network_counts& network) {
+    line.key("network");
+    line.begin_object();
+    line.field("datagrams", network.datagrams);
+    line.field("malformed", network.malformed);
+    line.field("overflowed", network.overflowed);
+    line.field("rtp_packets", network.rtp.packets);
+    line.field("rtp_lost", network.rtp.lost);
+    line.field("rtp_reordered", network.rtp.reordered);
+    line.field("rtp_late", network.rtp.late);
+    line.field("rtp_duplicates", network.rtp.duplicates);
+    line.field("rtp_restarts", network.rtp.restarts);
+    line.end_object();
+}
+
 }  // namespace
 
 json_writer::json_writer(output& to, utc_offset offset)
@@ -176,6 +191,7 @@ void json_writer::finish(const totals* counts) {
     line_->field("skipped_bytes", counts->skipped_bytes);
     line_->field("sync_losses", counts->sync_losses);
     add_left_out(*line_, *counts);
+    if (counts->network) add_network(*line_, *counts->network);
     if (counts->missing) add_missing(*line_, *counts->missing);
     line_->end_object();
     line_->end_object();
