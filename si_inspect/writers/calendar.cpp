@@ -1,7 +1,5 @@
 #include "writers/calendar.h"
 
-#include <broadcast/times.h>
-
 #include <array>
 
 namespace orvix::si_inspect {
@@ -48,6 +46,11 @@ std::string time_of(std::int64_t clock) { return time_of_day(clock, time_size); 
 
 std::string date_and_time_of(std::int64_t clock) {
     return date_of(day_of(clock)) + ' ' + time_of(clock);
+}
+
+std::string iso_of(std::int64_t clock, utc_offset offset) {
+    std::string iso = date_of(day_of(clock)) + 'T' + time_of(clock);
+    return iso.append(iso_offset(offset));
 }
 
 }  // namespace orvix::si_inspect

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <broadcast/times.h>
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -22,5 +24,7 @@ std::string hour_of(std::int64_t clock);
 std::string time_of(std::int64_t clock);
 /// "2026-11-21 20:30:00"
 std::string date_and_time_of(std::int64_t clock);
+/// "2026-11-21T20:30:00-03:00", also where `broadcast::iso_time` says that it is undefined.
+std::string iso_of(std::int64_t clock, broadcast::utc_offset offset);
 
 }  // namespace orvix::si_inspect

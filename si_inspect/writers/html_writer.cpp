@@ -45,15 +45,15 @@ void write_id(html& to, markup name, const std::string& words,
 }
 
 void write_time(html& to, std::int64_t clock, utc_offset offset) {
-    to << "<time datetime='"_html << iso_time(clock, offset) << "'>"_html << date_and_time_of(clock)
+    to << "<time datetime='"_html << iso_of(clock, offset) << "'>"_html << date_and_time_of(clock)
        << "</time>"_html;
 }
 
 /// Its date is told where it is another one.
 void write_end(html& to, const air_time::span& on_air, utc_offset offset) {
     if (day_of(on_air.begin) != day_of(on_air.end)) return write_time(to, on_air.end, offset);
-    to << "<time datetime='"_html << iso_time(on_air.end, offset) << "'>"_html
-       << time_of(on_air.end) << "</time>"_html;
+    to << "<time datetime='"_html << iso_of(on_air.end, offset) << "'>"_html << time_of(on_air.end)
+       << "</time>"_html;
 }
 
 void write_on_air(html& to, const page& all, utc_offset offset) {
