@@ -34,10 +34,11 @@ public:
         finding_limits limits;
         ledger::change_handler on_change;           ///< a finding begins or ends
         table_watch::interval_handler on_interval;  ///< a section has come again
+        ended_findings ended = ended_findings::kept;
     };
     findings() : findings(settings()) {}
     explicit findings(settings how)
-        : ledger_(how.limits, std::move(how.on_change)),
+        : ledger_(how.limits, std::move(how.on_change), how.ended),
           tables_(ledger_, std::move(how.on_interval)) {}
 
     void stream_begins(const stream_facts& of) override;

@@ -116,6 +116,9 @@ void ledger::end_the_quiet() {
         oldest.recent.reset();
         oldest.is.in_force = false;
         if (on_change_) on_change_(oldest.is);
+        if (ended_ == ended_findings::forgotten) {
+            entries_.erase(key_of(oldest.is.kind, oldest.is.about));
+        }
     }
 }
 

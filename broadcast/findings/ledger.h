@@ -26,6 +26,10 @@ struct occurrence {
     std::optional<severity> how_bad;  ///< where it is not that of the kind
 };
 
+/// Whether a finding that has ended is still told. Who is told of changes, and follows a broadcast
+/// for years, keeps only what is in force.
+enum class ended_findings : std::uint8_t { kept, forgotten };
+
 /// Keeps the findings, each once. Whoever looks for faults writes what it finds here.
 ///
 /// A finding ends when it has neither lasted nor occurred for `quiet_seconds` of the stream's
@@ -37,8 +41,9 @@ public:
     /// Is told when a finding begins, and when it ends.
     using change_handler = std::function<void(const finding& changed)>;
 
-    explicit ledger(finding_limits limits = {}, change_handler on_change = {})
-        : limits_(limits), on_change_(std::move(on_change)) {}
+    explicit ledger(finding_limits limits = {}, change_handler on_change = {},
+                    ended_findings ended = ended_findings::kept)
+        : limits_(limits), on_change_(std::move(on_change)), ended_(ended) {}
     ledger(const ledger&) = delete;
     ledger& operator=(const ledger&) = delete;
 
@@ -109,6 +114,7 @@ private:
 
     finding_limits limits_;
     change_handler on_change_;
+    ended_findings ended_;
     moment_of_stream now_;
     std::map<key, entry> entries_;
     std::list<entry*> recent_;  ///< in force but not lasting, by when they last occurred

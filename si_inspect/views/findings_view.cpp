@@ -17,7 +17,8 @@ void findings_view::input_began(const std::string& name, bool is_live) {
     ledger::change_handler on_change;
     if (is_live)
         on_change = [this](const finding& changed) { to_.finding_changed(file_, changed); };
-    findings_.emplace(findings::settings{how_.limits, std::move(on_change), {}});
+    findings_.emplace(
+        findings::settings{how_.limits, std::move(on_change), {}, ended_findings::kept});
 }
 
 void findings_view::input_ended() {

@@ -95,6 +95,29 @@ TEST_F(Ledger, EndsWhatHasNotOccurredForLong) {
     EXPECT_EQ(kept.told()[0].count, 3u);
 }
 
+TEST_F(Ledger, MakesRoomForOthersWhereWhatHasEndedIsForgotten) {
+    std::size_t begun = 0;
+    std::size_t in_force = 0;
+    ledger followed(
+        {},
+        [&](const finding& changed) {
+            begun += changed.in_force ? 1 : 0;
+            changed.in_force ? ++in_force : --in_force;
+        },
+        ended_findings::forgotten);
+    const std::size_t days = 2 * followed.limit().most;
+    for (std::size_t day = 1; day <= days; ++day) {
+        moment_of_stream now;
+        now.seconds = static_cast<double>(day) * 86'400;
+        followed.set_time(now);
+        followed.occurs({finding_kind::event_gap, {{}, {}, day}, {}, {}, {}}, nothing_special);
+    }
+    EXPECT_EQ(begun, days);
+    EXPECT_EQ(in_force, 1u);
+    EXPECT_EQ(followed.told().size(), 1u);
+    EXPECT_EQ(followed.limit().left_out, 0u);
+}
+
 TEST_F(Ledger, DoesNotEndWhatLasts) {
     at(1);
     kept.begins({finding_kind::pid_missing, video, 5, {}, {}}, nothing_special);

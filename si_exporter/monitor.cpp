@@ -1,0 +1,157 @@
+#include "monitor.h"
+
+#include <broadcast/names.h>
+#include <broadcast/readings/span.h>
+
+#include <ctime>
+
+namespace orvix::si_exporter {
+
+using namespace broadcast;
+
+namespace {
+
+constexpr std::string_view tables[] = {"pat", "pmt", "sdt", "nit", "eit", "ait", "tdt", "tot"};
+
+/// Those of this transport stream whose versions tell something: schedules change all the time.
+bool has_told_version(std::uint8_t table_id) {
+    switch (table_id) {
+        case 0x00:  // PAT
+        case 0x02:  // PMT
+        case 0x40:  // NIT, actual network
+        case 0x42:  // SDT, actual transport stream
+        case 0x4E:  // EIT, present and following, actual transport stream
+        case 0x74:  // AIT
+            return true;
+        default:
+            return false;
+    }
+}
+
+}  // namespace
+
+monitor::monitor(machine_time now)
+    : now_(now),
+      last_packet_(now.steady),
+      findings_(findings::settings{
+          {},
+          [this](const finding& changed) { finding_changed(changed); },
+          [this](const table_interval& came) { intervals_[came.limit].add(came.seconds); },
+          ended_findings::forgotten}),
+      stream_("", *this, {}) {
+    for (const std::string_view table : tables) sections_[table] = 0;
+    for (std::size_t kind = 0; kind < finding_kinds; ++kind) {
+        const finding_rule& rule = rule_of(static_cast<finding_kind>(kind));
+        findings_seen_[{rule.kind, rule.how_bad}] = {};
+    }
+}
+
+void monitor::filled(std::size_t size, machine_time now) {
+    now_ = now;
+    bytes_ += size;
+    const std::uint64_t packets = stream_.reader().packets();
+    stream_.filled(size);
+    if (stream_.reader().packets() != packets) last_packet_ = now.steady;
+    rates_.pass(now.steady, stream_.counts());
+}
+
+void monitor::pass(machine_time now) {
+    now_ = now;
+    rates_.pass(now.steady, stream_.counts());
+}
+
+double monitor::bytes_per_second(const told_service& service) const {
+    double sum = 0;
+    if (!service.streams) return sum;
+    for (const service_stream& stream : *service.streams) {
+        sum += rates_.bytes_per_second(stream.elementary_pid);
+    }
+    return sum;
+}
+
+bool monitor::is_up(const told_service& service) const { return bytes_per_second(service) > 0; }
+
+std::vector<bound> monitor::bounds() const {
+    std::vector<bound> all = {versions_limit_};
+    for (const auto& more : {stream_.bounds(), services_.bounds(), findings_.bounds()}) {
+        all.insert(all.end(), more.begin(), more.end());
+    }
+    return all;
+}
+
+void monitor::finding_changed(const finding& changed) {
+    finding_counts& counts = findings_seen_[{changed.kind, changed.how_bad}];
+    if (changed.in_force) {
+        ++counts.in_force;
+        ++counts.begun;
+    } else {
+        --counts.in_force;
+    }
+}
+
+void monitor::stream_begins(const stream_facts& of) { findings_.stream_begins(of); }
+
+void monitor::packets_passed(std::uint64_t last_packet) { findings_.packets_passed(last_packet); }
+
+void monitor::gap(const packet_gap& skipped) { findings_.gap(skipped); }
+
+void monitor::packet_fault(const section_feed::packet& packet, std::uint16_t pid,
+                           section_feed::packet_fault what) {
+    findings_.packet_fault(packet, pid, what);
+}
+
+void monitor::clock_reference(const section_feed::clock_reference& reference) {
+    findings_.clock_reference(reference);
+}
+
+void monitor::dropped(std::uint16_t pid, std::uint64_t packet, section_feed::drop_reason why) {
+    ++dropped_[static_cast<std::size_t>(why)];
+    findings_.dropped(pid, packet, why);
+}
+
+void monitor::section(const sighting& seen) {
+    const std::string_view table = names::table_kind(seen.bytes[0]);
+    if (!table.empty()) ++sections_[table];
+    findings_.section(seen);
+    if (!seen.is_new || seen.table == nullptr) return;
+    services_.take(seen);
+    take_version(seen);
+    take_time(seen);
+}
+
+void monitor::refused(const place& where, const refusal& what) {
+    ++refused_[static_cast<std::size_t>(what.why.why)];
+    findings_.refused(where, what);
+}
+
+void monitor::take_version(const sighting& seen) {
+    const span bytes(seen.bytes, seen.size);
+    if (!has_told_version(seen.bytes[0])) return;
+    const bool is_current = (bytes.u8(5) & 0x01) != 0;
+    if (!is_current) return;
+    const table_key key = {seen.where.pid.value_or(0), seen.bytes[0],
+                           static_cast<std::uint16_t>(bytes.u16(3))};
+    const unsigned int version_number = bytes.u8(5) >> 1 & 0x1F;
+    const auto known = versions_.find(key);
+    if (known == versions_.end()) {
+        if (versions_limit_.admits(versions_.size())) versions_[key].number = version_number;
+    } else if (known->second.number != version_number) {
+        known->second.number = version_number;
+        ++known->second.changes;
+    }
+}
+
+void monitor::take_time(const sighting& seen) {
+    std::optional<std::time_t> told;
+    if (const auto* const tdt = std::get_if<const si_parser::tdt*>(seen.table)) {
+        told = (*tdt)->utc_time;
+    } else if (const auto* const tot = std::get_if<const si_parser::tot*>(seen.table)) {
+        told = (*tot)->utc_time;
+    }
+    if (!told || *told == undefined_time) return;
+    const std::chrono::seconds ahead_of_utc = brasilia;
+    const auto utc = static_cast<double>(as_sent(*told) - ahead_of_utc.count());
+    clock_offset_ = utc - now_.utc;
+}
+
+}  // namespace orvix::si_exporter

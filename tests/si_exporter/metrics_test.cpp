@@ -1,0 +1,274 @@
+// Every metric, of streams with known contents.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <metrics.h>
+#include <monitor.h>
+#include <prometheus/text_serializer.h>
+
+#include <algorithm>
+#include <sstream>
+#include <string>
+
+#include "known_broadcast.h"
+
+namespace orvix::test {
+namespace {
+
+using si_exporter::add_metrics;
+using si_exporter::machine_time;
+using si_exporter::monitor;
+using si_exporter::watched_input;
+using testing::Contains;
+
+/// The machine's clock is set to the broadcast's of 20:30:00 in Brasilia.
+constexpr double machine_utc = 1795303800;
+
+class Metrics : public testing::Test {
+protected:
+    /// Reads the stream in as many pieces as it has seconds, each in a second.
+    void read(const stream_writer& stream, std::size_t seconds = 1) {
+        const bytes all = stream.stream();
+        const std::size_t piece = all.size() / seconds;
+        for (std::size_t i = 0; i < seconds; ++i) {
+            const auto from = all.begin() + static_cast<std::ptrdiff_t>(i * piece);
+            const std::size_t size = i + 1 == seconds ? all.size() - i * piece : piece;
+            std::copy_n(from, size, watched.room(size));
+            time.steady += 1;
+            time.utc += 1;
+            watched.filled(size, time);
+        }
+    }
+
+    std::vector<std::string> lines() const {
+        std::vector<prometheus::MetricFamily> families = si_exporter::collect({});
+        add_metrics(families, {"tv", "udp://127.0.0.1:5004"}, watched, link, time);
+        std::istringstream text(prometheus::TextSerializer().Serialize(families));
+        std::vector<std::string> all;
+        for (std::string line; std::getline(text, line);) all.push_back(line);
+        return all;
+    }
+    /// The value of a sample; "none" where there is no such.
+    std::string value(const std::string& name, const std::string& labels = "") const {
+        const std::string wanted =
+            name + "{input=\"tv\"" + (labels.empty() ? "" : "," + labels) + "} ";
+        for (const std::string& line : lines()) {
+            if (line.compare(0, wanted.size(), wanted) == 0) return line.substr(wanted.size());
+        }
+        return "none";
+    }
+
+    machine_time time = {1'000, machine_utc};
+    monitor watched{time};
+    watched_input::link link;
+};
+
+TEST_F(Metrics, HaveHelpAndTypeBeforeAnythingHasCome) {
+    const auto all = lines();
+    EXPECT_THAT(all, Contains("# HELP isdb_packets_total Packets by PID."));
+    EXPECT_THAT(all, Contains("# TYPE isdb_packets_total counter"));
+    EXPECT_THAT(all, Contains("# TYPE isdb_table_interval_seconds histogram"));
+    EXPECT_THAT(all, Contains("isdb_exporter_build_info{version=\"1.0.0\"} 1"));
+    EXPECT_EQ(value("isdb_input_info", "address=\"udp://127.0.0.1:5004\""), "1");
+    EXPECT_EQ(value("isdb_input_up"), "0");
+    EXPECT_EQ(value("isdb_received_bytes_total"), "0");
+    EXPECT_EQ(value("isdb_finding_active", "finding=\"pat_rare\",severity=\"error\""), "0");
+    EXPECT_EQ(value("isdb_section_refused_total", "reason=\"crc_mismatch\""), "0");
+    EXPECT_EQ(value("isdb_clock_offset_seconds"), "none");
+}
+
+TEST_F(Metrics, CountPacketsAndBytes) {
+    stream_writer stream = known_broadcast(10);
+    const std::size_t size = stream.stream().size();
+    read(stream, 10);
+    EXPECT_EQ(value("isdb_received_bytes_total"), std::to_string(size));
+    EXPECT_EQ(value("isdb_skipped_bytes_total"), "0");
+    const auto of = [&](std::uint16_t pid) {
+        return std::count_if(stream.packets().begin(), stream.packets().end(),
+                             [pid](const bytes& p) { return pid_of(p) == pid; });
+    };
+    EXPECT_EQ(value("isdb_packets_total", "pid=\"0x0000\""), std::to_string(of(0)));
+    EXPECT_EQ(value("isdb_packets_total", "pid=\"0x0111\""), std::to_string(of(0x0111)));
+    EXPECT_EQ(value("isdb_input_up"), "1");
+    EXPECT_EQ(value("isdb_last_packet_age_seconds"), "0");
+}
+
+TEST_F(Metrics, TellTheRatesOfTheLastSeconds) {
+    read(known_broadcast(11), 11);
+    // A packet each 10 ms.
+    EXPECT_NEAR(std::stod(value("isdb_pid_bytes_per_second", "pid=\"0x0111\"")), 18'800, 400);
+    EXPECT_NEAR(std::stod(value("isdb_service_bytes_per_second", "service_id=\"0x5C38\"")), 3'760,
+                200);
+    EXPECT_EQ(value("isdb_service_up", "service_id=\"0x5C20\""), "1");
+
+    time.steady += 6;
+    watched.pass(time);
+    EXPECT_EQ(value("isdb_pid_bytes_per_second", "pid=\"0x0111\""), "0");
+    EXPECT_EQ(value("isdb_service_up", "service_id=\"0x5C20\""), "0");
+    EXPECT_EQ(value("isdb_input_up"), "0");
+    EXPECT_EQ(value("isdb_last_packet_age_seconds"), "6");
+}
+
+TEST_F(Metrics, CountWhatIsWrongWithPackets) {
+    stream_writer stream = known_broadcast(1);
+    stream.skip_counter(0x0111).packet(0x0111, false, {});
+    stream.packet(0x0112, false, {});
+    set_transport_error_indicator(stream.last_packet());
+    stream.null_packets(5);
+    read(stream);
+    EXPECT_EQ(value("isdb_continuity_errors_total", "pid=\"0x0111\""), "1");
+    EXPECT_EQ(value("isdb_continuity_errors_total", "pid=\"0x0112\""), "0");
+    EXPECT_EQ(value("isdb_transport_errors_total", "pid=\"0x0112\""), "1");
+}
+
+TEST_F(Metrics, CountBytesThatAreNoPackets) {
+    stream_writer stream = known_broadcast(1);
+    stream.packets()[500] = bytes(188, 0);
+    read(stream);
+    EXPECT_EQ(value("isdb_skipped_bytes_total"), "188");
+    EXPECT_EQ(value("isdb_sync_losses_total"), "1");
+}
+
+TEST_F(Metrics, CountSectionsByTable) {
+    stream_writer stream;
+    stream.section(0x0000, pat()).section(0x0000, pat()).section(0x0011, sdt());
+    bytes damaged = nit();
+    damaged.back() ^= 1;
+    stream.section(0x0010, damaged).section(0x0010, long_section(0x4A, 1, bytes(4)));
+    stream.null_packets(10);
+    read(stream);
+    EXPECT_EQ(value("isdb_sections_total", "table=\"pat\""), "2");
+    EXPECT_EQ(value("isdb_sections_total", "table=\"sdt\""), "1");
+    EXPECT_EQ(value("isdb_sections_total", "table=\"nit\""), "0");
+    EXPECT_EQ(value("isdb_section_refused_total", "reason=\"crc_mismatch\""), "1");
+    EXPECT_EQ(value("isdb_section_refused_total", "reason=\"not_decoded\""), "1");
+    EXPECT_EQ(value("isdb_section_refused_total", "reason=\"overrun\""), "0");
+}
+
+TEST_F(Metrics, CountWhatAReceiverDrops) {
+    stream_writer stream;
+    stream.section(0x0000, pat());
+    bytes& scrambled = stream.section(0x0011, sdt()).last_packet();
+    set_transport_scrambling_control(scrambled, 2);
+    stream.null_packets(10);
+    read(stream);
+    EXPECT_EQ(value("isdb_section_dropped_total", "reason=\"scrambled\""), "1");
+    EXPECT_EQ(value("isdb_section_dropped_total", "reason=\"discontinuity\""), "0");
+}
+
+TEST_F(Metrics, TellHowOftenTablesCome) {
+    read(known_broadcast(10), 10);
+    const std::string count = value("isdb_table_interval_seconds_count", "table=\"nit\"");
+    EXPECT_EQ(count, "9");
+    EXPECT_EQ(value("isdb_table_interval_seconds_bucket", "table=\"nit\",le=\"0.5\""), "0");
+    EXPECT_EQ(value("isdb_table_interval_seconds_bucket", "table=\"nit\",le=\"2\""), "9");
+    EXPECT_EQ(value("isdb_table_interval_seconds_bucket", "table=\"nit\",le=\"+Inf\""), "9");
+    EXPECT_NEAR(std::stod(value("isdb_table_interval_seconds_sum", "table=\"nit\"")), 9, 0.1);
+}
+
+TEST_F(Metrics, TellVersionsAndTheirChanges) {
+    long_header next;
+    next.version_number = 7;
+    long_header not_yet = next;
+    not_yet.version_number = 8;
+    not_yet.current_next_indicator = 0;
+    stream_writer stream;
+    stream.section(0x0011, sdt());
+    stream.section(0x0011, sdt(next)).section(0x0011, sdt(next)).section(0x0011, sdt(not_yet));
+    stream.null_packets(10);
+    read(stream);
+    const std::string sdt_labels = "table=\"sdt\",pid=\"0x0011\",table_id_extension=\"0x02E1\"";
+    EXPECT_EQ(value("isdb_table_version", sdt_labels), "7");
+    EXPECT_EQ(value("isdb_table_version_changes_total", sdt_labels), "1");
+}
+
+TEST_F(Metrics, TellFindingsThatBeginAndEnd) {
+    stream_writer stream = timed_stream(40)
+                               .every(0.09, 0x0000, {pat()}, 0, 10)
+                               .every(0.09, 0x0000, {pat()}, 12)
+                               .write();
+    const auto cut = [&](std::size_t from, std::size_t to) {
+        stream_writer part;
+        part.packets().assign(stream.packets().begin() + static_cast<std::ptrdiff_t>(from),
+                              stream.packets().begin() + static_cast<std::ptrdiff_t>(to));
+        return part;
+    };
+    const std::string rare = "finding=\"pat_rare\",severity=\"error\"";
+    read(cut(0, 9'000));
+    EXPECT_EQ(value("isdb_finding_active", rare), "0");
+    read(cut(9'000, 11'500));
+    EXPECT_EQ(value("isdb_finding_active", rare), "1");
+    EXPECT_EQ(value("isdb_finding_begun_total", rare), "1");
+    read(cut(11'500, stream.packets().size()));
+    EXPECT_EQ(value("isdb_finding_active", rare), "0");
+    EXPECT_EQ(value("isdb_finding_begun_total", rare), "1");
+}
+
+TEST_F(Metrics, NameNetworkServicesAndWhatIsOn) {
+    read(known_broadcast(4), 4);
+    EXPECT_EQ(value("isdb_network_info",
+                    "network_id=\"0x02E1\",transport_stream_id=\"0x02E1\",network_name=\"\","
+                    "ts_name=\"Manac\xC3\xA1\""),
+              "1");
+    EXPECT_EQ(value("isdb_service_info",
+                    "service_id=\"0x5C20\",number=\"3.1\",name=\"Manac\xC3\xA1 "
+                    "HD\",type=\"digital television\""),
+              "1");
+    EXPECT_EQ(value("isdb_event_info", "service_id=\"0x5C20\",name=\"Jornal\""), "1");
+    // 2026-11-21T19:45:00-03:00
+    EXPECT_EQ(std::stod(value("isdb_event_start_timestamp_seconds", "service_id=\"0x5C20\"")),
+              machine_utc - 45 * 60);
+    EXPECT_EQ(value("isdb_event_duration_seconds", "service_id=\"0x5C20\""), "6330");
+}
+
+TEST_F(Metrics, TellHowFarTheBroadcastsClockIsOff) {
+    stream_writer stream;
+    stream.section(0x0014, tot()).null_packets(10);
+    read(stream);
+    EXPECT_EQ(value("isdb_clock_offset_seconds"), "0");  // 20:30:01, after a second
+    time.utc += 7;
+    stream_writer later;
+    later.skip_counter(0x0014).section(0x0014, tot()).null_packets(10);
+    read(later);
+    EXPECT_EQ(value("isdb_clock_offset_seconds"), "-8");
+}
+
+TEST_F(Metrics, CountWhatTheNetworkDid) {
+    link.opened = 2;
+    EXPECT_EQ(value("isdb_datagrams_total"), "none");
+    link.network = inputs::network_counts{10, 1, 2, {9, 3, 4, 5, 6, 7}, 4096};
+    EXPECT_EQ(value("isdb_input_opened_total"), "2");
+    EXPECT_EQ(value("isdb_datagrams_total"), "10");
+    EXPECT_EQ(value("isdb_datagrams_malformed_total"), "1");
+    EXPECT_EQ(value("isdb_datagrams_overflowed_total"), "2");
+    EXPECT_EQ(value("isdb_receive_buffer_bytes"), "4096");
+    EXPECT_EQ(value("isdb_rtp_packets_total"), "9");
+    EXPECT_EQ(value("isdb_rtp_lost_total"), "3");
+    EXPECT_EQ(value("isdb_rtp_reordered_total"), "4");
+    EXPECT_EQ(value("isdb_rtp_late_total"), "5");
+    EXPECT_EQ(value("isdb_rtp_duplicates_total"), "6");
+    EXPECT_EQ(value("isdb_rtp_restarts_total"), "7");
+}
+
+TEST_F(Metrics, KeepLabelsWithinUtf8AndALine) {
+    EXPECT_EQ(si_exporter::label_text("Jornal"), "Jornal");
+    EXPECT_EQ(si_exporter::label_text("a\nb\x7F\xC2\x85"), "a b  ");
+    EXPECT_EQ(si_exporter::label_text("\xE1"), "\xEF\xBF\xBD");
+}
+
+TEST_F(Metrics, KeepOnlySoManyTablesForTheirVersions) {
+    stream_writer stream;
+    for (std::uint16_t id = 0; id < 600; ++id) stream.section(0x0011, sdt_section(id, 1, {}));
+    stream.null_packets(10);
+    read(stream);
+    const auto all = lines();
+    EXPECT_EQ(std::count_if(all.begin(), all.end(),
+                            [](const std::string& line) {
+                                return line.compare(0, 19, "isdb_table_version{") == 0;
+                            }),
+              500);
+    EXPECT_EQ(value("isdb_left_out_total", "what=\"tables whose versions are told\""), "100");
+}
+
+}  // namespace
+}  // namespace orvix::test
