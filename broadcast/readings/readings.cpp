@@ -100,7 +100,7 @@ void reader::loop(span sent, const descriptor_list& known, field_place at) {
 
 void reader::skip(span sent, std::size_t known_before, std::optional<std::size_t> record) {
     constexpr std::size_t header = 2;
-    skipped_descriptor d;
+    skipped_descriptor& d = found_.skipped.emplace_back();
     d.record = record;
     d.known_before = known_before;
     d.tag = static_cast<std::uint8_t>(sent.u8(0));
@@ -109,7 +109,6 @@ void reader::skip(span sent, std::size_t known_before, std::optional<std::size_t
     d.body = sent.begin() + header;
     d.body_size = sent.size() - header;
     if (!in_ait_ && is_whole(sent)) d.fields = fields_of(sent);
-    found_.skipped.push_back(std::move(d));
 }
 
 void reader::table_loop(const descriptor_list& known) { loop(loops_.descriptors, known, {}); }

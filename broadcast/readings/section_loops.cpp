@@ -1,5 +1,7 @@
 #include "section_loops.h"
 
+#include <algorithm>
+
 extern "C" {
 #include <bitstream/dvb/si.h>
 #include <bitstream/mpeg/psi.h>
@@ -101,6 +103,10 @@ private:
     }
 
     void records(span loop, std::size_t entry_size, descriptors_length length_of) {
+        // Without descriptors there are as many; with them mostly fewer than these.
+        constexpr std::size_t most_with_descriptors = 8;
+        const std::size_t most = loop.size() / entry_size;
+        found_.records.reserve(length_of == nullptr ? most : std::min(most, most_with_descriptors));
         while (loop.size() >= entry_size) {
             sent_record record;
             record.entry = loop.begin();
