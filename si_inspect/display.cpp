@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cwchar>
 
+#include "ascii.h"
 #include "writers/hex.h"
 
 namespace orvix::si_inspect {
@@ -45,8 +46,6 @@ void append_escape(std::string& to, char byte) {
     append_hex_digits(to, static_cast<unsigned char>(byte), 2);
 }
 
-bool is_printable_ascii(char c) { return c >= ' ' && c <= '~'; }
-
 /// How many columns a character takes; nothing where it is not printable.
 std::optional<std::size_t> width_of(const utf8_character& c) {
     if (!c.is_valid || is_hidden(c.code)) return std::nullopt;
@@ -62,19 +61,17 @@ std::optional<std::size_t> width_of(const utf8_character& c) {
 
 std::optional<std::size_t> display_width(std::string_view bytes) {
     std::size_t columns = 0;
-    for (std::size_t i = 0; i < bytes.size();) {
-        if (is_printable_ascii(bytes[i])) {
-            ++columns;
-            ++i;
-            continue;
-        }
+    for (std::size_t i = 0;;) {
+        const std::size_t run = printable_ascii(bytes.substr(i));
+        columns += run;
+        i += run;
+        if (i == bytes.size()) return columns;
         const utf8_character next = first_character(bytes.substr(i));
         const std::optional<std::size_t> width = width_of(next);
         if (!width) return std::nullopt;
         columns += *width;
         i += next.size;
     }
-    return columns;
 }
 
 std::string_view first_columns(std::string_view bytes, std::size_t columns) {
@@ -109,11 +106,11 @@ bool is_hidden(char32_t code) {
 }
 
 void append_printable(std::string& to, std::string_view bytes) {
-    for (std::size_t i = 0; i < bytes.size();) {
-        if (is_printable_ascii(bytes[i])) {
-            to += bytes[i++];
-            continue;
-        }
+    for (std::size_t i = 0;;) {
+        const std::size_t run = printable_ascii(bytes.substr(i));
+        to.append(bytes, i, run);
+        i += run;
+        if (i == bytes.size()) return;
         const utf8_character next = first_character(bytes.substr(i));
         const std::string_view shown = bytes.substr(i, next.size);
         if (width_of(next)) {

@@ -2,6 +2,7 @@
 
 #include <cmath>
 
+#include "ascii.h"
 #include "display.h"
 
 namespace orvix::si_inspect {
@@ -12,18 +13,18 @@ namespace {
 
 /// Whether `words` stand in JSON as they are.
 bool is_plain_json(std::string_view words) {
-    for (std::size_t i = 0; i < words.size();) {
-        const char c = words[i];
-        if (c == '"' || c == '\\') return false;
-        if (c >= ' ' && c <= '~') {
-            ++i;
-            continue;
-        }
-        const utf8_character next = first_character(words.substr(i));
-        if (!next.is_valid || is_hidden(next.code)) return false;
-        i += next.size;
+    const auto is_plain = [](char c) { return is_printable_ascii(c) && c != '"' && c != '\\'; };
+    const auto are_plain = [](std::uint64_t eight) {
+        return are_printable(eight) && !is_among('"', eight) && !is_among('\\', eight);
+    };
+    for (;;) {
+        words.remove_prefix(run_length(words, are_plain, is_plain));
+        if (words.empty()) return true;
+        const utf8_character next = first_character(words);
+        const bool is_ascii = next.size == 1;  // one that is escaped
+        if (is_ascii || !next.is_valid || is_hidden(next.code)) return false;
+        words.remove_prefix(next.size);
     }
-    return true;
 }
 
 /// Beyond four digits in two halves.

@@ -33,6 +33,22 @@ TEST(Display, WhatIsNotUtf8OrSteersATerminalIsNoText) {
     EXPECT_FALSE(display_width("\xED\xA0\x80")) << "half a surrogate pair";
 }
 
+TEST(Display, OneByteThatIsNotPrintableIsFoundAnywhere) {
+    for (std::size_t size = 1; size <= 20; ++size) {
+        for (std::size_t at = 0; at < size; ++at) {
+            for (int byte = 0; byte < 256; ++byte) {
+                std::string words(size, '~');
+                words[at] = static_cast<char>(byte);
+                const bool is_printable = byte >= ' ' && byte <= '~';
+                ASSERT_EQ(display_width(words).value_or(0), is_printable ? size : 0)
+                    << byte << " at " << at << " of " << size;
+                ASSERT_EQ(printable(words) == words, is_printable)
+                    << byte << " at " << at << " of " << size;
+            }
+        }
+    }
+}
+
 TEST(Display, PaddingCountsColumns) {
     EXPECT_EQ(padded("日本", 6), "日本  ");
     EXPECT_EQ(padded("São", 4), "São ");

@@ -454,6 +454,23 @@ TEST(JsonFormat, EscapesWhatSteersReordersOrHides) {
     EXPECT_THAT(line, HasSubstr(R"("icon_locator":"\u001B\"\\\n\u202E\u007F\uDB40\uDC01"})"));
 }
 
+TEST(JsonFormat, EscapesOneCharacterAnywhere) {
+    std::vector<std::string> names;
+    bytes sections;
+    for (const char escaped : {'"', '\\', '\x1F', '\x7F'}) {
+        for (std::size_t at = 0; at < 20; ++at) {
+            names.emplace_back(20, 'a').at(at) = escaped;
+            sections =
+                sections + ait_section(9, {}, application(1, 1, 1, describe_icon(names.back(), 0)));
+        }
+    }
+    std::vector<std::string> read;
+    for (const json& table : json_of(sections, {"--all"})) {
+        read.push_back(table["applications"][0]["descriptors"][0]["icon_locator"]);
+    }
+    EXPECT_EQ(read, names);
+}
+
 TEST(JsonFormat, NamesOfFilesThatAreNotUtf8StayValid) {
     const temporary_folder folder;
     const std::string path = folder.file(
