@@ -8,7 +8,7 @@
 #include <rapidjson/writer.h>
 
 #include <algorithm>
-#include <array>
+#include <charconv>
 #include <chrono>
 #include <cstdint>
 #include <optional>
@@ -27,13 +27,51 @@ class json_text : public rapidjson::Writer<rapidjson::StringBuffer> {
 public:
     using Writer::Writer;
 
-    /// A key or a string that stands in JSON as it is.
+    /// A string that stands in JSON as it is.
     void plain(std::string_view words) {
         Prefix(rapidjson::kStringType);
-        char* const quoted = os_->Push(words.size() + 2);
-        quoted[0] = '"';
-        std::copy(words.begin(), words.end(), quoted + 1);
-        quoted[words.size() + 1] = '"';
+        quote(os_->Push(words.size() + quotes), words);
+    }
+
+    // --- Half of a line is keys: they are put out at once, with their value if it is short ---
+
+    /// A key of two parts that stand in JSON as they are.
+    void key(std::string_view name, std::string_view suffix) { push_key(name, suffix, 1, 0); }
+    void plain(std::string_view name, std::string_view suffix, std::string_view words) {
+        char* const to = push_key(name, suffix, 2, 1 + words.size() + quotes);
+        *to = ':';
+        quote(to + 1, words);
+    }
+    template <typename Integer>
+    void integer(std::string_view name, std::string_view suffix, Integer value) {
+        constexpr std::size_t most_digits = 20;
+        char* const to = push_key(name, suffix, 2, 1 + most_digits);
+        *to = ':';
+        const char* const end = std::to_chars(to + 1, to + 1 + most_digits, value).ptr;
+        os_->Pop(static_cast<std::size_t>(to + 1 + most_digits - end));
+    }
+
+private:
+    static constexpr std::size_t quotes = 2;
+
+    static char* quote(char* to, std::string_view words, std::string_view suffix = {}) {
+        *to++ = '"';
+        to = std::copy(words.begin(), words.end(), to);
+        to = std::copy(suffix.begin(), suffix.end(), to);
+        *to++ = '"';
+        return to;
+    }
+
+    /// Returns where `room` begins, behind the key. `values` counts it and what comes there.
+    char* push_key(std::string_view name, std::string_view suffix, std::size_t values,
+                   std::size_t room) {
+        std::size_t& count = level_stack_.template Top<Level>()->valueCount;
+        const bool is_first = count == 0;
+        count += values;
+        const std::size_t size = name.size() + suffix.size() + quotes;
+        char* to = os_->Push((is_first ? 0 : 1) + size + room);
+        if (!is_first) *to++ = ',';
+        return quote(to, name, suffix);
     }
 };
 
@@ -48,7 +86,7 @@ public:
     void begin_array() { json_.StartArray(); }
     void end_array() { json_.EndArray(); }
 
-    void key(std::string_view name) { json_.plain(name); }
+    void key(std::string_view name, std::string_view suffix = {}) { json_.key(name, suffix); }
     void integer(std::int64_t value) { json_.Int64(value); }
     void integer(std::uint64_t value) { json_.Uint64(value); }
     void null() { json_.Null(); }
@@ -69,13 +107,16 @@ public:
 
     template <typename Value>
     void field(std::string_view name, Value value) {
-        key(name);
         if constexpr (std::is_integral_v<Value>) {
-            integer(static_cast<std::uint64_t>(value));
+            json_.integer(name, {}, static_cast<std::uint64_t>(value));
         } else {
+            key(name);
             string(value);
         }
     }
+
+    /// Words of our own, which need no escapes.
+    void word(std::string_view name, std::string_view value) { json_.plain(name, {}, value); }
 
     void operator()(std::string_view name, bool value) {
         key(name);
@@ -83,11 +124,9 @@ public:
     }
     template <typename Value, typename Meaning>
     void operator()(std::string_view name, const number<Value, Meaning>& n) {
-        key(name);
-        integer(static_cast<std::int64_t>(n.value));
+        json_.integer(name, {}, static_cast<std::int64_t>(n.value));
         if constexpr (!std::is_same_v<Meaning, no_meaning>) {
-            key_of(name, "_name");
-            json_.plain(n.meaning(n.value));  // our own words
+            json_.plain(name, "_name", n.meaning(n.value));
         }
     }
     template <typename Value>
@@ -100,31 +139,27 @@ public:
     void operator()(std::string_view name, const raw_text& value) {
         if (broadcast::is_utf8(value.bytes)) return field(name, value.bytes);
         field(name, std::string_view(broadcast::from_iso_8859_15(value.bytes)));
-        key_of(name, "_hex");
+        key(name, "_hex");
         hex(value.bytes);
     }
     void operator()(std::string_view name, const moment& value) {
         const std::int64_t sent = broadcast::as_sent(value.seconds);
-        key(name);
-        integer(static_cast<std::int64_t>(value.seconds));
-        key_of(name, "_iso");
-        json_.plain(broadcast::iso_time(sent, offset_));
-        key_of(name, "_unix");
+        json_.integer(name, {}, static_cast<std::int64_t>(value.seconds));
+        json_.plain(name, "_iso", broadcast::iso_time(sent, offset_));
+        key(name, "_unix");
         if (value.seconds == broadcast::undefined_time) {
             json_.Null();
             return;
         }
         integer(sent - std::chrono::seconds(offset_).count());
         if (value.seconds < 0) {
-            key_of(name, "_wrapped");
+            key(name, "_wrapped");
             json_.Bool(broadcast::is_wrapped(value.seconds));
         }
     }
     void operator()(std::string_view name, const duration& value) {
-        key(name);
-        integer(static_cast<std::int64_t>(value.seconds));
-        key_of(name, "_iso");
-        json_.plain(broadcast::iso_duration(value.seconds));
+        json_.integer(name, {}, static_cast<std::int64_t>(value.seconds));
+        json_.plain(name, "_iso", broadcast::iso_duration(value.seconds));
     }
     template <typename Entries, typename Describe>
     void operator()(std::string_view name, const loop<Entries, Describe>& value) {
@@ -157,14 +192,14 @@ public:
 
     void operator()(std::string_view name, const broadcast::value& v) {
         if (const auto* const octets = std::get_if<broadcast::value::octets>(&v.is)) {
-            key_of(name, "_hex");
+            key(name, "_hex");
             return hex(octets->bytes);
         }
         key(name);
         bare(v);
         const auto* const n = std::get_if<broadcast::value::number>(&v.is);
         if (n != nullptr && !n->meaning.empty()) {
-            key_of(name, "_name");
+            key(name, "_name");
             string(n->meaning);
         }
     }
@@ -192,13 +227,6 @@ public:
     void write(output& to);
 
 private:
-    void key_of(std::string_view name, std::string_view suffix) {
-        std::array<char, 64> joined;  // longer than any name of a field
-        char* const end = std::copy(name.begin(), name.end(), joined.data());
-        std::copy(suffix.begin(), suffix.end(), end);
-        key({joined.data(), name.size() + suffix.size()});
-    }
-
     void bare(const broadcast::value& v) {
         std::visit([this](const auto& is) { bare(is); }, v.is);
     }
@@ -228,8 +256,8 @@ private:
         begin_object();
         (*this)("tag", hex8(d.tag));
         (*this)("length", plain(d.length));
-        field("type", "skipped");
-        field("tag_name", d.name);
+        word("type", "skipped");
+        word("tag_name", d.name);
         visit_fields(d.fields, *this);
         key("bytes");
         hex({reinterpret_cast<const char*>(d.body), d.body_size});
@@ -240,8 +268,7 @@ private:
         begin_object();
         (*this)("tag", hex8(d.tag));
         (*this)("length", plain(d.length));
-        key("type");
-        json_.plain(type_name<Descriptor>);
+        word("type", type_name<Descriptor>);
         visit_fields(d, *this);
         end_object();
     }

@@ -24,7 +24,7 @@ void begin_section(json_line& line, const place& where, std::uint32_t table_id) 
     line.field(where.pid ? "packet" : "section", where.number);
     if (where.pid) line.field("pid", *where.pid);
     if (where.crc_error) line("crc_error", true);
-    line.field("table", names::table_kind(table_id));
+    line.word("table", names::table_kind(table_id));
 }
 
 /// Bare sections have no PID.
