@@ -10,14 +10,12 @@ constexpr std::string_view upper_digits = "0123456789ABCDEF";
 
 }  // namespace
 
-void append_hex(std::string& to, std::string_view bytes) {
+void write_hex(char* to, std::string_view bytes) {
     constexpr std::string_view digits = "0123456789abcdef";
-    std::size_t at = to.size();
-    to.resize(at + 2 * bytes.size());
     for (const char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
-        to[at++] = digits[byte >> 4];
-        to[at++] = digits[byte & 0xF];
+        *to++ = digits[byte >> 4];
+        *to++ = digits[byte & 0xF];
     }
 }
 

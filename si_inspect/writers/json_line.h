@@ -93,8 +93,8 @@ public:
     /// Escaped where that is needed.
     void string(std::string_view words);
     void hex(std::string_view bytes) {
-        escaped_.clear();
-        append_hex(escaped_, bytes);
+        escaped_.resize(2 * bytes.size());
+        write_hex(escaped_.data(), bytes);
         json_.plain(escaped_);
     }
 

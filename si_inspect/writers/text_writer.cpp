@@ -14,11 +14,13 @@
 #include <tuple>
 #include <vector>
 
+#include "ascii.h"
 #include "display.h"
 #include "writers/fields.h"
 #include "writers/findings_text.h"
 #include "writers/guide_text.h"
 #include "writers/services_text.h"
+#include "writers/text_buffer.h"
 
 namespace orvix::si_inspect {
 
@@ -47,6 +49,14 @@ constexpr bool is_descriptors = std::is_same_v<Value, descriptors>;
 /// Whether a field has a value of its own, which stands in a column of its loop.
 template <typename Value>
 constexpr bool is_cell = !is_loop<Value>::value && !is_descriptors<Value>;
+
+/// Whether all that is shown of its value is digits and our own words, and so ASCII.
+template <typename Value>
+struct is_in_our_words : std::false_type {};
+template <typename Value, typename Meaning>
+struct is_in_our_words<number<Value, Meaning>> : std::true_type {};
+template <typename Value>
+struct is_in_our_words<std::optional<Value>> : is_in_our_words<Value> {};
 
 /// Whether its value stands on the line of its name. A loop without entries has "none" there.
 template <typename Value>
@@ -110,7 +120,7 @@ private:
 /// Appends values as people read them.
 class value_printer {
 public:
-    value_printer(std::string& to, utc_offset offset) : to_(to), offset_(offset) {}
+    value_printer(text_buffer& to, utc_offset offset) : to_(to), offset_(offset) {}
 
     void operator()(bool value) { to_ += value ? "true" : "false"; }
     template <typename Value, typename Meaning>
@@ -175,7 +185,7 @@ private:
     void print(const std::string& utf8) { append_quoted(utf8); }
     void print(const value::octets& octets) {
         to_ += octets.bytes.empty() ? "none" : "bytes ";
-        append_hex(to_, octets.bytes);
+        write_hex(to_.push(2 * octets.bytes.size()), octets.bytes);
     }
     void print(const value::list& list) {
         if (list.empty()) to_ += "none";
@@ -189,7 +199,8 @@ private:
     void print(const value::record& record) {
         for (const named_value& field : record) {
             if (&field != &record.front()) to_ += ", ";
-            to_.append(field.name).append(" ");
+            to_ += field.name;
+            to_ += ' ';
             (*this)(field.is);
         }
     }
@@ -200,7 +211,8 @@ private:
 
     void append_quoted(std::string_view words) {
         to_ += '"';
-        append_printable(to_, words);
+        const bool is_ascii = printable_ascii(words) == words.size();
+        is_ascii ? to_ += words : to_ += printable(words);
         to_ += '"';
     }
     void append_with_raw(std::string_view meaning, std::int64_t raw) {
@@ -214,7 +226,7 @@ private:
         return line.hex(static_cast<std::uint32_t>(n.value), n.hex_digits);
     }
 
-    std::string& to_;
+    text_buffer& to_;
     utc_offset offset_;
 };
 
@@ -249,6 +261,8 @@ public:
         found_ = &found;
         told_.assign(found.differences.size(), false);
         next_skipped_ = 0;
+        here_ = behind_here_ = nullptr;
+        enter(std::nullopt, std::nullopt);
         fields([&table](auto& to) { visit_fields(table, to); }, indent_step);
         found_ = nullptr;
     }
@@ -267,15 +281,13 @@ public:
     /// Writes the block, whole and apart from the one before, and is empty again.
     void write(sink& to) {
         // One write, so that no block is ever seen in part.
-        to.write(text_);
+        to.write(text_.view());
+        text_.clear();
         // The blank line in front of the next one.
-        text_.assign(1, '\n');
-        if (text_.capacity() > most_bytes_kept) text_.shrink_to_fit();
+        text_ += '\n';
     }
 
 private:
-    // A section's block has some thousand bytes. A rare long one does not keep its memory for good.
-    static constexpr std::size_t most_bytes_kept = 256 * 1024;
     // Of the loops that fields.h describes.
     static constexpr std::size_t most_columns = 8;
 
@@ -301,7 +313,7 @@ private:
                 begin_line(indent);
                 begin_color(cyan);
                 text_ += name;
-                text_.append(column.width - name.size(), ' ');
+                text_.spaces(column.width - name.size());
                 end_color();
                 text_ += column_gap;
                 print_(value);
@@ -342,9 +354,11 @@ private:
         const std::size_t first_byte = cells_text_.size();
         std::array<std::size_t, most_columns> widths = {};
         std::size_t column = 0;
-        const auto end_cell = [&](std::size_t begin) {
-            const std::string_view shown = std::string_view(cells_text_).substr(begin);
-            cells_.push_back({begin, shown.size(), display_width(shown).value_or(shown.size())});
+        const auto end_cell = [&](std::size_t begin, bool is_ascii) {
+            const std::string_view shown = cells_text_.view().substr(begin);
+            const std::size_t width =
+                is_ascii ? shown.size() : display_width(shown).value_or(shown.size());
+            cells_.push_back({begin, shown.size(), width});
             widths[column] = std::max(widths[column], cells_.back().width);
             ++column;
         };
@@ -352,19 +366,21 @@ private:
             if constexpr (is_cell<std::decay_t<decltype(field)>>) {
                 const std::size_t begin = cells_text_.size();
                 cells_text_ += name;
-                end_cell(begin);
+                end_cell(begin, true);
             }
         };
         auto value_cell = [&](std::string_view name, const auto& field) {
-            if constexpr (is_cell<std::decay_t<decltype(field)>>) {
+            using kind = std::decay_t<decltype(field)>;
+            if constexpr (is_cell<kind>) {
                 const std::size_t begin = cells_text_.size();
                 print_cell_(field);
                 const difference* const d = take_difference(name);
-                if (d != nullptr && !says_what_was_sent(field)) {
+                const bool is_told = d != nullptr && !says_what_was_sent(field);
+                if (is_told) {
                     cells_text_ += " broadcast: ";
                     print_cell_(d->broadcast);
                 }
-                end_cell(begin);
+                end_cell(begin, is_in_our_words<kind>() && !is_told);
             }
         };
         value.describe(*value.entries.begin(), heading);
@@ -373,7 +389,7 @@ private:
         std::size_t record = 0;
         const auto begin_record = [&] {
             // The rows within a descriptor are no records of the table.
-            if (!outer.descriptor) at_.record = record++;
+            if (!outer.descriptor) enter(record++, std::nullopt);
         };
         for (const auto& entry : value.entries) {
             column = 0;
@@ -410,14 +426,14 @@ private:
             begin_record();
             value.describe(entry, loops);
         }
-        at_ = outer;
+        if (!outer.descriptor) enter(outer.record, std::nullopt);
         cells_.resize(first_cell);
-        cells_text_.resize(first_byte);
+        cells_text_.shorten(first_byte);
     }
 
     void append_cell(const cell& shown, std::size_t width) {
-        text_.append(cells_text_, shown.begin, shown.size);
-        if (width > shown.width) text_.append(width - shown.width, ' ');
+        text_ += cells_text_.view().substr(shown.begin, shown.size);
+        if (width > shown.width) text_.spaces(width - shown.width);
     }
 
     /// Known descriptors and skipped ones, as they were sent.
@@ -425,14 +441,14 @@ private:
         std::size_t number = 0;
         for (std::size_t i = 0; i <= value.list.size(); ++i) {
             while (is_skipped_next(i)) {
-                at_.descriptor = number++;
+                enter(at_.record, number++);
                 skipped(indent);
             }
             if (i == value.list.size()) break;
-            at_.descriptor = number++;
+            enter(at_.record, number++);
             visit_descriptor(*value.list[i], [&](const auto& known) { descriptor(known, indent); });
         }
-        at_.descriptor.reset();
+        enter(at_.record, std::nullopt);
     }
 
     /// "0x52 stream_identifier_descriptor, 1 byte"
@@ -466,7 +482,8 @@ private:
         }
         if (d.body_size != 0) {
             text_ += ": bytes ";
-            append_hex(text_, {reinterpret_cast<const char*>(d.body), d.body_size});
+            write_hex(text_.push(2 * d.body_size),
+                      {reinterpret_cast<const char*>(d.body), d.body_size});
         }
         text_ += '\n';
     }
@@ -507,10 +524,15 @@ private:
         return is_skipped_next() && found_->skipped[next_skipped_].known_before == known_before;
     }
 
-    /// The differences of the record or descriptor that is being written.
-    auto differences_here() const {
-        return std::equal_range(found_->differences.begin(), found_->differences.end(), at_,
-                                place_order());
+    /// Goes on with another record or descriptor: its differences are looked up once for all
+    /// fields.
+    void enter(std::optional<std::size_t> record, std::optional<std::size_t> descriptor) {
+        at_.record = record;
+        at_.descriptor = descriptor;
+        const std::vector<difference>& all = found_->differences;
+        if (all.empty()) return;
+        std::tie(here_, behind_here_) =
+            std::equal_range(all.data(), all.data() + all.size(), at_, place_order());
     }
     struct place_order {
         static auto key(const field_place& at) { return std::tie(at.record, at.descriptor); }
@@ -523,13 +545,15 @@ private:
 
     /// Of the field of this name, if there is one.
     const difference* take_difference(std::string_view name) {
-        if (found_ == nullptr || found_->differences.empty()) return nullptr;
-        const auto [begin, end] = differences_here();
-        const auto found =
-            std::find_if(begin, end, [name](const difference& d) { return d.at.field == name; });
-        if (found == end) return nullptr;
-        told_[static_cast<std::size_t>(found - found_->differences.begin())] = true;
-        return &*found;
+        if (here_ == behind_here_) return nullptr;
+        const difference* const found = std::find_if(
+            here_, behind_here_, [name](const difference& d) { return d.at.field == name; });
+        if (found == behind_here_) return nullptr;
+        told_[number_of(*found)] = true;
+        return found;
+    }
+    std::size_t number_of(const difference& d) const {
+        return static_cast<std::size_t>(&d - found_->differences.data());
     }
 
     void append_difference(const difference& d, bool with_reason) {
@@ -543,19 +567,17 @@ private:
 
     /// Those of fields that the receiver's object lacks.
     void untold_differences(std::size_t indent, std::size_t width) {
-        if (found_ == nullptr || found_->differences.empty()) return;
-        const auto [begin, end] = differences_here();
-        for (auto d = begin; d != end; ++d) {
-            if (told_[static_cast<std::size_t>(d - found_->differences.begin())]) continue;
+        for (const difference* d = here_; d != behind_here_; ++d) {
+            if (told_[number_of(*d)]) continue;
             begin_line(indent);
             colored(d->at.field);
-            text_.append(width - std::min(width, d->at.field.size()), ' ');
+            text_.spaces(width - std::min(width, d->at.field.size()));
             append_difference(*d, true);
             text_ += '\n';
         }
     }
 
-    void begin_line(std::size_t indent) { text_.append(indent, ' '); }
+    void begin_line(std::size_t indent) { text_.spaces(indent); }
     void begin_color(std::string_view color) {
         if (how_.color) text_ += color;
     }
@@ -569,15 +591,17 @@ private:
     }
 
     const text_writer::settings& how_;
-    std::string text_;
+    text_buffer text_;
     value_printer print_;
     // The cells of the loops that are being written, an inner loop's behind its outer one's.
-    std::string cells_text_;
+    text_buffer cells_text_;
     std::vector<cell> cells_;
     value_printer print_cell_;
     // The readings of the table that is being written, and how far they are.
     const readings* found_ = nullptr;
     field_place at_;
+    const difference* here_ = nullptr;  ///< the first of those at this place
+    const difference* behind_here_ = nullptr;
     std::vector<bool> told_;
     std::size_t next_skipped_ = 0;
 };
