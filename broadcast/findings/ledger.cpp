@@ -42,12 +42,7 @@ ledger::entry* ledger::add(const occurrence& what) {
 ledger::entry* ledger::hold(const occurrence& what) {
     entry* const known = find_or_add(what);
     if (known == nullptr) return nullptr;
-    ++known->is.count;
-    ++known->lasting;
-    begin(*known);
-    if (known->recent) recent_.erase(*known->recent);
-    known->recent.reset();
-    known->is.last = now_;
+    start(*known);
     return take_worst(*known, what);
 }
 
@@ -59,12 +54,22 @@ ledger::entry* ledger::update(const occurrence& what) {
 }
 
 ledger::entry* ledger::confirm(const occurrence& what) {
-    const auto known = entries_.find(key_of(what.kind, what.about));
-    const bool stood = known != entries_.end() && known->second.lasting > 0;
-    entry* const words_wanted = stood ? update(what) : hold(what);
-    entry* const standing = find_or_add(what);
-    if (standing != nullptr) standing->review = review_;
-    return words_wanted;
+    entry* const known = find_or_add(what);
+    if (known == nullptr) return nullptr;
+    known->review = review_;
+    if (known->lasting == 0) start(*known);
+    known->is.last = now_;
+    return take_worst(*known, what);
+}
+
+/// It counts, and lasts once more.
+void ledger::start(entry& e) {
+    ++e.is.count;
+    ++e.lasting;
+    begin(e);
+    if (e.recent) recent_.erase(*e.recent);
+    e.recent.reset();
+    e.is.last = now_;
 }
 
 /// Returns the entry if its words are to be those of `what`.

@@ -106,6 +106,7 @@ private:
     entry* confirm(const occurrence& what);
     static bool is_worse(const entry& known, const occurrence& what);
     entry* take_worst(entry& known, const occurrence& what) const;
+    void start(entry& e);
     void begin(entry& e);
     void end(entry& e);
     void rest(entry& e);

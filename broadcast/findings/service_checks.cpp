@@ -2,7 +2,6 @@
 
 #include <broadcast/programme.h>
 
-#include <algorithm>
 #include <string>
 #include <utility>
 
@@ -20,20 +19,11 @@ namespace {
 // What receivers have room for in their lists and banners.
 constexpr std::size_t longest_name = 20;
 
-/// In characters, of UTF-8.
-std::size_t length_of(const std::string& text) {
-    return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
-        const bool continues = (static_cast<unsigned char>(c) & 0xC0) == 0x80;
-        return !continues;
-    }));
-}
-
 finding_subject of_service(std::uint16_t service_id) { return {{}, service_id, 0}; }
 
 std::string both(std::uint16_t one, std::uint16_t other) {
     return "services " + wording::hex(one, 4) + " and " + wording::hex(other, 4) + " both";
 }
-std::string quoted(const std::string& text) { return '"' + text + '"'; }
 
 }  // namespace
 
@@ -133,15 +123,16 @@ void service_checks::check_name(const told_service& service, owners& of_names) {
     }
     if (const auto other = other_owner(of_names, service.name, service_id)) {
         to_.stands({finding_kind::service_name_twice, of_service(service_id), {}, {}, {}}, [&] {
-            return both(*other, service_id) + " have the name " + quoted(service.name) +
+            return both(*other, service_id) + " have the name " + wording::quoted(service.name) +
                    ": viewers cannot tell them apart";
         });
     }
-    const std::size_t length = length_of(service.name);
+    const std::size_t length = wording::characters(service.name);
     if (length > longest_name) {
         to_.stands({finding_kind::short_name_long, of_service(service_id), {}, {}, {}}, [&] {
-            return "the name of " + wording::service(service_id) + ", " + quoted(service.name) +
-                   ", has " + wording::count_of(length, "character") + ": receivers show " +
+            return "the name of " + wording::service(service_id) + ", " +
+                   wording::quoted(service.name) + ", has " +
+                   wording::count_of(length, "character") + ": receivers show " +
                    std::to_string(longest_name);
         });
     }

@@ -176,6 +176,11 @@ TEST_F(Ledger, KeepsNoMoreThanItsBound) {
     EXPECT_EQ(kept.limit().left_out, 5u);
     occurs(finding_kind::crc, {{}, {}, 0});
     EXPECT_EQ(kept.told()[0].count, 2u);
+
+    kept.begin_review();
+    kept.stands({finding_kind::component_tag_twice, video, {}, {}, {}}, nothing_special);
+    kept.end_review({finding_kind::component_tag_twice});
+    EXPECT_EQ(kept.limit().left_out, 6u);
 }
 
 TEST_F(Ledger, KnowsEveryRuleByItsName) {
