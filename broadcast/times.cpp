@@ -109,6 +109,23 @@ short_text clock_duration(std::time_t seconds) {
     return text;
 }
 
+std::optional<utc_offset> parse_offset(std::string_view word) {
+    constexpr std::string_view form = "+00:00";
+    if (word.size() != form.size() || (word[0] != '+' && word[0] != '-')) return std::nullopt;
+    for (std::size_t i = 1; i < form.size(); ++i) {
+        const bool is_digit = word[i] >= '0' && word[i] <= '9';
+        if (form[i] == '0' ? !is_digit : word[i] != form[i]) return std::nullopt;
+    }
+    const auto two_digits = [&](std::size_t i) {
+        return (word[i] - '0') * 10 + (word[i + 1] - '0');
+    };
+    const int hours = two_digits(1);
+    const int minutes = two_digits(4);
+    constexpr int largest_hours = 14;
+    if (hours > largest_hours || minutes >= 60) return std::nullopt;
+    return utc_offset((word[0] == '-' ? -1 : 1) * (hours * 60 + minutes));
+}
+
 short_text iso_offset(utc_offset offset) {
     const std::int64_t minutes = std::llabs(offset.count());
     short_text text = offset.count() < 0 ? "-" : "+";

@@ -3,6 +3,8 @@
 #include <chrono>
 #include <cstdint>
 #include <ctime>
+#include <optional>
+#include <string_view>
 
 #include "short_text.h"
 
@@ -37,6 +39,8 @@ std::int64_t date_after(std::int64_t broadcast_clock, int days);
 short_text iso_duration(std::time_t seconds);
 /// "1:45:30"; "undefined" for an undefined duration.
 short_text clock_duration(std::time_t seconds);
+/// "-03:00", "+09:30"; none where the word is not like that, or too far from UTC.
+std::optional<utc_offset> parse_offset(std::string_view word);
 /// "-03:00".
 short_text iso_offset(utc_offset offset);
 

@@ -1,7 +1,6 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <cctype>
 #include <iostream>
 #include <map>
@@ -57,46 +56,6 @@ unsigned long parse_number(const std::string& option, const std::string& word,
     throw CLI::ValidationError(option, "'" + word + "' is not a number from " +
                                            std::to_string(smallest) + " to " +
                                            std::to_string(largest) + " (0x for hexadecimal)");
-}
-
-/// "-03:00", "+09:30". Throws CLI::ValidationError.
-utc_offset parse_offset(const std::string& option, const std::string& word) {
-    const auto digit = [&](std::size_t i) {
-        return std::isdigit(static_cast<unsigned char>(word[i])) != 0;
-    };
-    const bool well_formed = word.size() == 6 && (word[0] == '+' || word[0] == '-') && digit(1) &&
-                             digit(2) && word[3] == ':' && digit(4) && digit(5);
-    if (well_formed) {
-        const int hours = std::stoi(word.substr(1, 2));
-        const int minutes = std::stoi(word.substr(4, 2));
-        constexpr int largest_hours = 14;
-        if (hours <= largest_hours && minutes < 60) {
-            const int sign = word[0] == '-' ? -1 : 1;
-            return utc_offset(sign * (hours * 60 + minutes));
-        }
-    }
-    throw CLI::ValidationError(option, "'" + word + "' is not an offset like -03:00");
-}
-
-/// "pmt_rare=0.4". Throws CLI::ValidationError.
-void set_limit(const std::string& option, const std::string& word, finding_limits& limits) {
-    const std::size_t equals = word.find('=');
-    const std::string name = word.substr(0, equals);
-    const finding_rule* const rule = find_rule(name);
-    if (rule == nullptr || !rule->limit) {
-        throw CLI::ValidationError(option,
-                                   "'" + printable(name) + "' is no finding that has a limit");
-    }
-    const std::string seconds = equals == std::string::npos ? "" : word.substr(equals + 1);
-    const bool is_number = !seconds.empty() && seconds.size() <= 9 &&
-                           std::isdigit(seconds.front()) != 0 &&
-                           seconds.find_first_not_of("0123456789.") == std::string::npos &&
-                           std::count(seconds.begin(), seconds.end(), '.') <= 1;
-    if (!is_number || std::stod(seconds) <= 0) {
-        throw CLI::ValidationError(
-            option, "'" + printable(word) + "' is not like pmt_rare=0.4, in seconds above 0");
-    }
-    limits.set(rule->kind, std::stod(seconds));
 }
 
 const std::map<std::string, output_format> formats = {
@@ -200,7 +159,12 @@ public:
             options_.services.insert(
                 static_cast<std::uint16_t>(parse_number("--service", word, 0, largest_service_id)));
         }
-        for (const auto& word : limits_) set_limit("--limit-of", word, options_.limits);
+        for (const auto& word : limits_) {
+            if (const auto wrong = set_limit(options_.limits, word)) {
+                throw CLI::ValidationError("--limit-of",
+                                           "'" + printable(wrong->part) + "' " + wrong->why);
+            }
+        }
         constexpr unsigned long largest_limit = 999'999'999;
         if (!limit_.empty()) options_.limit = parse_number("--limit", limit_, 1, largest_limit);
         constexpr unsigned long longest_timeout = 86'400;  // a day
@@ -208,7 +172,13 @@ public:
             options_.timeout =
                 std::chrono::seconds(parse_number("--timeout", timeout_, 1, longest_timeout));
         }
-        if (!utc_offset_.empty()) options_.utc_offset = parse_offset("--utc-offset", utc_offset_);
+        if (app_.count("--utc-offset") != 0) {
+            options_.utc_offset = parse_offset(utc_offset_);
+            if (!options_.utc_offset) {
+                throw CLI::ValidationError("--utc-offset", "'" + printable(utc_offset_) +
+                                                               "' is not an offset like -03:00");
+            }
+        }
         if (options_.output == "-") options_.output.clear();
         check_view();
         check_address();

@@ -125,6 +125,25 @@ finding_limits::finding_limits() {
     for (const finding_rule& rule : rules) set(rule.kind, rule.limit.value_or(0));
 }
 
+std::optional<wrong_word> set_limit(finding_limits& to, const std::string& word) {
+    const std::size_t equals = word.find('=');
+    const std::string name = word.substr(0, equals);
+    const finding_rule* const rule = find_rule(name);
+    if (rule == nullptr || !rule->limit) return wrong_word{name, "is no finding that has a limit"};
+    const std::string seconds = equals == std::string::npos ? "" : word.substr(equals + 1);
+    constexpr std::string_view digits = "0123456789";
+    constexpr std::size_t longest = 9;
+    const bool is_number = !seconds.empty() && seconds.size() <= longest &&
+                           digits.find(seconds.front()) != std::string_view::npos &&
+                           seconds.find_first_not_of("0123456789.") == std::string::npos &&
+                           std::count(seconds.begin(), seconds.end(), '.') <= 1;
+    if (!is_number || std::stod(seconds) <= 0) {
+        return wrong_word{word, "is not like pmt_rare=0.4, in seconds above 0"};
+    }
+    to.set(rule->kind, std::stod(seconds));
+    return std::nullopt;
+}
+
 std::string finding::says() const {
     return count > 1 ? what + ", " + std::to_string(count) + " times" : what;
 }

@@ -115,6 +115,14 @@ private:
     std::array<double, finding_kinds> seconds_ = {};
 };
 
+/// What is wrong with a word of the user's: "'", `part`, "' " and `why` make the sentence.
+struct wrong_word {
+    std::string part;  ///< as it came
+    std::string why;
+};
+/// Sets the limit that the word says: "pmt_rare=0.4". A wrong one changes nothing.
+std::optional<wrong_word> set_limit(finding_limits& to, const std::string& word);
+
 /// When something happened.
 struct moment_of_stream {
     std::uint64_t number = 0;       ///< of the packet, or in a file of bare sections of the section

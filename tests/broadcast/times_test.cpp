@@ -69,5 +69,15 @@ TEST(Times, OffsetsHaveHoursAndMinutes) {
     EXPECT_EQ(iso_offset(minutes(0)), "+00:00");
 }
 
+TEST(Times, OffsetsAreReadAsTheyAreWritten) {
+    EXPECT_EQ(parse_offset("-03:30"), minutes(-210));
+    EXPECT_EQ(parse_offset("+14:59"), minutes(14 * 60 + 59));
+    EXPECT_EQ(parse_offset("-00:00"), minutes(0));
+    for (const char* const wrong : {"", "3", "03:00", "+3:00", "+03:00 ", "+0300", "+03-00",
+                                    "+15:00", "-03:60", "-0a:00", "+03:0x", "+-3:00"}) {
+        EXPECT_EQ(parse_offset(wrong), std::nullopt) << wrong;
+    }
+}
+
 }  // namespace
 }  // namespace orvix::broadcast

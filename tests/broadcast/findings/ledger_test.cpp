@@ -192,5 +192,26 @@ TEST_F(Ledger, KnowsEveryRuleByItsName) {
     EXPECT_EQ(find_rule("no_such_finding"), nullptr);
 }
 
+TEST(FindingLimits, AreSetByWords) {
+    finding_limits limits;
+    EXPECT_FALSE(set_limit(limits, "pmt_rare=0.4"));
+    EXPECT_EQ(limits.of(finding_kind::pmt_rare), 0.4);
+    for (const char* const wrong :
+         {"pmt_rare", "pmt_rare=", "pmt_rare=0", "pmt_rare=-1", "pmt_rare=1e9", "pmt_rare=1.2.3",
+          "pmt_rare=.", "pmt_rare=1234567890"}) {
+        const std::optional<wrong_word> found = set_limit(limits, wrong);
+        ASSERT_TRUE(found) << wrong;
+        EXPECT_EQ(found->part, wrong);
+        EXPECT_EQ(found->why, "is not like pmt_rare=0.4, in seconds above 0");
+    }
+    for (const char* const wrong : {"no_such=1", "crc=1", "=1"}) {
+        const std::optional<wrong_word> found = set_limit(limits, wrong);
+        ASSERT_TRUE(found) << wrong;
+        EXPECT_EQ(found->part + "=1", wrong);
+        EXPECT_EQ(found->why, "is no finding that has a limit");
+    }
+    EXPECT_EQ(limits.of(finding_kind::pmt_rare), 0.4);
+}
+
 }  // namespace
 }  // namespace orvix::broadcast
