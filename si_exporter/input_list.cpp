@@ -9,6 +9,8 @@
 #include <fstream>
 #include <set>
 
+#include "printable.h"
+
 namespace orvix::si_exporter {
 
 namespace {
@@ -21,14 +23,6 @@ std::string_view trimmed(std::string_view line) {
     const std::size_t begin = line.find_first_not_of(blanks);
     if (begin == std::string_view::npos) return {};
     return line.substr(begin, line.find_last_not_of(blanks) - begin + 1);
-}
-
-/// What comes from outside may hold what steers a terminal.
-std::string printable(std::string word) {
-    for (char& c : word) {
-        if (c < ' ' || c == '\x7F') c = '?';
-    }
-    return word;
 }
 
 }  // namespace

@@ -23,8 +23,9 @@ void input_set::follow(const std::vector<named_input>& wanted) {
     for (const named_input& what : wanted) {
         const auto known = std::find_if(before.begin(), before.end(),
                                         [&](const auto& input) { return input->what() == what; });
-        next.push_back(known != before.end() ? *known
-                                             : std::make_shared<watched_input>(what, on_notice_));
+        next.push_back(known != before.end()
+                           ? *known
+                           : std::make_shared<watched_input>(what, how_, on_notice_));
     }
     for (const auto& input : before) {
         if (std::find(next.begin(), next.end(), input) == next.end()) input->stop();

@@ -14,8 +14,8 @@ class input_set {
 public:
     using inputs = std::vector<std::shared_ptr<watched_input>>;
 
-    explicit input_set(watched_input::notice_handler on_notice)
-        : on_notice_(std::move(on_notice)) {}
+    input_set(const monitor::settings& how, watched_input::notice_handler on_notice)
+        : how_(how), on_notice_(std::move(on_notice)) {}
     ~input_set();
     input_set(const input_set&) = delete;
     input_set& operator=(const input_set&) = delete;
@@ -27,6 +27,7 @@ public:
     bool is_healthy() const;
 
 private:
+    monitor::settings how_;
     watched_input::notice_handler on_notice_;
     mutable std::mutex mutex_;
     inputs inputs_;

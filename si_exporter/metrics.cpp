@@ -39,7 +39,7 @@ enum metric : std::size_t {
     rtp_duplicates,
     rtp_restarts,
     packets,
-    pid_rate,
+    pid_bytes,
     continuity_errors,
     transport_errors,
     sections,
@@ -53,7 +53,7 @@ enum metric : std::size_t {
     network_info,
     service_info,
     service_up,
-    service_rate,
+    service_bytes,
     event_info,
     event_start,
     event_duration,
@@ -95,8 +95,7 @@ constexpr std::array<metric_row, metrics> rows = {{
     {"isdb_rtp_restarts_total", MetricType::Counter,
      "How often the numbers of RTP went on elsewhere, or another sender came."},
     {"isdb_packets_total", MetricType::Counter, "Packets by PID."},
-    {"isdb_pid_bytes_per_second", MetricType::Gauge,
-     "Bytes of a PID's packets in a second, over the last 5 seconds."},
+    {"isdb_pid_bytes_total", MetricType::Counter, "Bytes of packets by PID."},
     {"isdb_continuity_errors_total", MetricType::Counter,
      "Unannounced jumps of the continuity_counter, by PID."},
     {"isdb_transport_errors_total", MetricType::Counter,
@@ -118,8 +117,8 @@ constexpr std::array<metric_row, metrics> rows = {{
      "Number, name and type of a service that viewers can tune to; always 1."},
     {"isdb_service_up", MetricType::Gauge,
      "Whether packets of a service's streams have come in the last 5 seconds."},
-    {"isdb_service_bytes_per_second", MetricType::Gauge,
-     "Bytes of a service's streams in a second, over the last 5 seconds."},
+    {"isdb_service_bytes_total", MetricType::Counter,
+     "Bytes of the packets of a service's streams."},
     {"isdb_event_info", MetricType::Gauge, "What is on now; always 1."},
     {"isdb_event_start_timestamp_seconds", MetricType::Gauge,
      "When what is on now has begun, since 1970."},
@@ -195,9 +194,8 @@ void add_link(samples& to, const watched_input::link& link) {
 }
 
 void add_stream(samples& to, const monitor& of, machine_time now) {
-    const double silent = of.silent_seconds(now);
-    to.add(input_up, of.has_packets() && silent < rates::window ? 1.0 : 0.0);
-    to.add(last_packet_age, silent);
+    to.add(input_up, of.is_up(now) ? 1.0 : 0.0);
+    to.add(last_packet_age, of.silent_seconds(now));
     to.add(received_bytes, of.bytes());
     to.add(skipped_bytes, of.stream().reader().skipped_bytes());
     to.add(sync_losses, of.stream().reader().sync_losses());
@@ -206,7 +204,7 @@ void add_stream(samples& to, const monitor& of, machine_time now) {
         const section_feed::packet_counts& of_pid = counts.of(pid);
         const labels label = {{"pid", hex(pid)}};
         to.add(packets, of_pid.packets, label);
-        to.add(pid_rate, of.bit_rates().bytes_per_second(pid), label);
+        to.add(pid_bytes, of_pid.packets * monitor::packet_bytes, label);
         to.add(continuity_errors, of_pid.continuity_errors, label);
         to.add(transport_errors, of_pid.transport_errors, label);
     }
@@ -252,19 +250,18 @@ void add_findings(samples& to, const monitor& of) {
     }
 }
 
-void add_event(samples& to, const event_on_air& event, const ClientMetric::Label& service) {
+void add_event(samples& to, const monitor& of, const event_on_air& event,
+               const ClientMetric::Label& service) {
     to.info(event_info, {service, {"name", label_text(event.name)}});
     if (event.start_time != undefined_time) {
-        const std::chrono::seconds ahead_of_utc = brasilia;
-        to.add(event_start, static_cast<double>(as_sent(event.start_time) - ahead_of_utc.count()),
-               {service});
+        to.add(event_start, static_cast<double>(of.utc_of(event.start_time)), {service});
     }
     if (event.duration != undefined_duration) {
         to.add(event_duration, static_cast<double>(event.duration), {service});
     }
 }
 
-void add_services(samples& to, const monitor& of) {
+void add_services(samples& to, const monitor& of, machine_time now) {
     const told_services all = of.services();
     if (all.network_id || all.transport_stream_id) {
         to.info(network_info, {{"network_id", all.network_id ? hex(*all.network_id) : ""},
@@ -281,9 +278,9 @@ void add_services(samples& to, const monitor& of) {
                                {"number", service.number},
                                {"name", label_text(service.name)},
                                {"type", std::string(type)}});
-        to.add(service_up, of.is_up(service) ? 1.0 : 0.0, {id});
-        to.add(service_rate, of.bytes_per_second(service), {id});
-        if (service.present) add_event(to, *service.present, id);
+        to.add(service_up, of.is_up(service, now) ? 1.0 : 0.0, {id});
+        to.add(service_bytes, of.bytes(service), {id});
+        if (service.present) add_event(to, of, *service.present, id);
     }
 }
 
@@ -324,7 +321,7 @@ void add_metrics(std::vector<MetricFamily>& to, const named_input& what, const m
     add_stream(all, of, now);
     add_tables(all, of);
     add_findings(all, of);
-    add_services(all, of);
+    add_services(all, of, now);
     if (const auto offset = of.clock_offset()) all.add(clock_offset, *offset);
     for (const bound& b : of.bounds()) {
         all.add(left_out, b.left_out, {{"what", std::string(b.what)}});

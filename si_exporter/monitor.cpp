@@ -4,6 +4,7 @@
 #include <broadcast/readings/span.h>
 
 #include <ctime>
+#include <utility>
 
 namespace orvix::si_exporter {
 
@@ -12,6 +13,8 @@ using namespace broadcast;
 namespace {
 
 constexpr std::string_view tables[] = {"pat", "pmt", "sdt", "nit", "eit", "ait", "tdt", "tot"};
+
+constexpr double time_between_looks = 1;  // seconds
 
 /// Those of this transport stream whose versions tell something: schedules change all the time.
 bool has_told_version(std::uint8_t table_id) {
@@ -30,12 +33,12 @@ bool has_told_version(std::uint8_t table_id) {
 
 }  // namespace
 
-monitor::monitor(machine_time now)
-    : now_(now),
+monitor::monitor(settings how, machine_time now)
+    : how_(how),
+      now_(now),
       last_packet_(now.steady),
       findings_(findings::settings{
-          {},
-          [this](const finding& changed) { finding_changed(changed); },
+          how.limits, [this](const finding& changed) { finding_changed(changed); },
           [this](const table_interval& came) { intervals_[came.limit].add(came.seconds); },
           ended_findings::forgotten}),
       stream_("", *this, {}) {
@@ -52,24 +55,35 @@ void monitor::filled(std::size_t size, machine_time now) {
     const std::uint64_t packets = stream_.reader().packets();
     stream_.filled(size);
     if (stream_.reader().packets() != packets) last_packet_ = now.steady;
-    rates_.pass(now.steady, stream_.counts());
+    look_at_services();
 }
 
 void monitor::pass(machine_time now) {
     now_ = now;
-    rates_.pass(now.steady, stream_.counts());
+    look_at_services();
 }
 
-double monitor::bytes_per_second(const told_service& service) const {
-    double sum = 0;
-    if (!service.streams) return sum;
-    for (const service_stream& stream : *service.streams) {
-        sum += rates_.bytes_per_second(stream.elementary_pid);
+/// Now and then: a stream may change its services with each section.
+void monitor::look_at_services() {
+    if (now_.steady - last_look_ < time_between_looks) return;
+    last_look_ = now_.steady;
+    if (std::exchange(has_new_services_, false)) {
+        traffic_.follow(services_.told().services, stream_.counts());
     }
-    return sum;
+    traffic_.look(now_.steady, stream_.counts());
 }
 
-bool monitor::is_up(const told_service& service) const { return bytes_per_second(service) > 0; }
+bool monitor::is_up(machine_time now) const {
+    return stream_.reader().packets() > 0 && silent_seconds(now) < longest_silence;
+}
+
+bool monitor::is_up(const told_service& service, machine_time now) const {
+    return traffic_.has_come_since(now.steady - longest_silence, service, stream_.counts());
+}
+
+std::uint64_t monitor::bytes(const told_service& service) const {
+    return traffic_.packets(service, stream_.counts()) * packet_bytes;
+}
 
 std::vector<bound> monitor::bounds() const {
     std::vector<bound> all = {versions_limit_};
@@ -115,6 +129,7 @@ void monitor::section(const sighting& seen) {
     findings_.section(seen);
     if (!seen.is_new || seen.table == nullptr) return;
     services_.take(seen);
+    has_new_services_ = true;
     take_version(seen);
     take_time(seen);
 }
@@ -149,9 +164,11 @@ void monitor::take_time(const sighting& seen) {
         told = (*tot)->utc_time;
     }
     if (!told || *told == undefined_time) return;
-    const std::chrono::seconds ahead_of_utc = brasilia;
-    const auto utc = static_cast<double>(as_sent(*told) - ahead_of_utc.count());
-    clock_offset_ = utc - now_.utc;
+    clock_offset_ = static_cast<double>(utc_of(*told)) - now_.utc;
+}
+
+std::int64_t monitor::utc_of(std::time_t broadcast_clock) const {
+    return as_sent(broadcast_clock) - std::chrono::seconds(how_.clock_ahead_of_utc).count();
 }
 
 }  // namespace orvix::si_exporter

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "histogram.h"
-#include "rates.h"
+#include "service_traffic.h"
 
 namespace orvix::si_exporter {
 
@@ -30,7 +30,11 @@ struct machine_time {
 /// Memory is bounded, whatever comes. One thread at a time.
 class monitor final : public broadcast::observer {
 public:
-    explicit monitor(machine_time now);
+    struct settings {
+        broadcast::finding_limits limits;
+        broadcast::utc_offset clock_ahead_of_utc = broadcast::brasilia;
+    };
+    monitor(settings how, machine_time now);
 
     /// Room for the stream's next bytes, and then how many of them there are, and when.
     std::uint8_t* room(std::size_t size) { return stream_.room(size); }
@@ -42,17 +46,22 @@ public:
 
     // --- What is told ---
 
+    // What is there sends something in this time.
+    static constexpr double longest_silence = 5;  // seconds
+    static constexpr std::uint64_t packet_bytes = 188;
+
     const broadcast::multiplex& stream() const { return stream_; }
     std::uint64_t bytes() const { return bytes_; }
     /// Since the last packet; where none has come, since the start.
     double silent_seconds(machine_time now) const { return now.steady - last_packet_; }
-    bool has_packets() const { return stream_.reader().packets() > 0; }
-    const rates& bit_rates() const { return rates_; }
+    /// Whether packets have come lately.
+    bool is_up(machine_time now) const;
 
     broadcast::told_services services() const { return services_.told(); }
-    /// Whether packets of it have come lately.
-    bool is_up(const broadcast::told_service& service) const;
-    double bytes_per_second(const broadcast::told_service& service) const;
+    /// Whether packets of its streams have come lately.
+    bool is_up(const broadcast::told_service& service, machine_time now) const;
+    /// Of the packets of its streams; never falls.
+    std::uint64_t bytes(const broadcast::told_service& service) const;
 
     /// Those that were admitted, by "pat", "pmt", ...
     const std::map<std::string_view, std::uint64_t>& sections() const { return sections_; }
@@ -78,6 +87,8 @@ public:
     using finding_key = std::pair<broadcast::finding_kind, broadcast::severity>;
     const std::map<finding_key, finding_counts>& finding_totals() const { return findings_seen_; }
 
+    /// Seconds since 1970, where the broadcast's clock shows this.
+    std::int64_t utc_of(std::time_t broadcast_clock) const;
     /// How far the broadcast's clock was ahead of the machine's, when it was last told.
     std::optional<double> clock_offset() const { return clock_offset_; }
     /// What exceeded the bounds of what is kept.
@@ -97,14 +108,18 @@ public:
 
 private:
     void finding_changed(const broadcast::finding& changed);
+    void look_at_services();
     void take_version(const broadcast::sighting& seen);
     void take_time(const broadcast::sighting& seen);
 
+    settings how_;
     machine_time now_;
     double last_packet_;
     std::uint64_t bytes_ = 0;
-    rates rates_;
     broadcast::services services_;
+    service_traffic traffic_;
+    bool has_new_services_ = false;
+    double last_look_ = 0;  ///< at the services
     std::map<std::string_view, std::uint64_t> sections_;
     refusals refused_ = {};
     drops dropped_ = {};

@@ -2,6 +2,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "printable.h"
+
 namespace orvix::si_exporter {
 
 namespace {
@@ -22,6 +24,20 @@ Exit status:
   2  wrong usage
   3  it could not listen, or read the list of inputs)";
 
+/// Throws CLI::ValidationError.
+void set_limit(const std::string& word, broadcast::finding_limits& limits) {
+    if (const auto wrong = broadcast::set_limit(limits, word)) {
+        throw CLI::ValidationError("--limit-of", "'" + printable(wrong->part) + "' " + wrong->why);
+    }
+}
+
+/// Throws CLI::ValidationError.
+broadcast::utc_offset parse_offset(const std::string& word) {
+    if (const auto offset = broadcast::parse_offset(word)) return *offset;
+    throw CLI::ValidationError("--utc-offset",
+                               "'" + printable(word) + "' is not an offset like -03:00");
+}
+
 }  // namespace
 
 parsed_options parse_options(int argc, const char* const* argv) {
@@ -41,8 +57,22 @@ parsed_options parse_options(int argc, const char* const* argv) {
     app.add_option("--web.listen-address", parsed.is.listen_address,
                    "Where metrics are told (127.0.0.1:9879 unless given)")
         ->type_name("ADDRESS:PORT");
+    std::vector<std::string> limits;
+    app.add_option("--limit-of", limits,
+                   "The limit of a finding, in seconds: pmt_rare=0.4 (si_inspect(1) names them)")
+        ->delimiter(',')
+        ->allow_extra_args(false)
+        ->type_name("NAME=SECONDS");
+    std::string utc_offset;
+    app.add_option("--utc-offset", utc_offset,
+                   "The broadcasts' clocks are so far ahead of UTC (-03:00 unless given)")
+        ->type_name("HH:MM");
     try {
         app.parse(argc, argv);
+        for (const std::string& word : limits) set_limit(word, parsed.is.monitoring.limits);
+        if (app.count("--utc-offset") != 0) {
+            parsed.is.monitoring.clock_ahead_of_utc = parse_offset(utc_offset);
+        }
         if (parsed.is.inputs.empty() && parsed.is.inputs_file.empty()) {
             throw CLI::ValidationError("NAME=INPUT", "is missing, and so is --inputs");
         }

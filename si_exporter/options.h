@@ -4,6 +4,8 @@
 #include <string>
 #include <vector>
 
+#include "monitor.h"
+
 namespace orvix::si_exporter {
 
 constexpr int exit_ok = 0;
@@ -14,6 +16,7 @@ struct options {
     std::vector<std::string> inputs;  ///< NAME=INPUT
     std::string inputs_file;          ///< one in each line; empty: none
     std::string listen_address = "127.0.0.1:9879";
+    monitor::settings monitoring;
 };
 
 struct parsed_options {

@@ -86,8 +86,9 @@ int run(const options& how) {
     const sigset_t signals = block_signals();
     try {
         const std::vector<named_input> wanted = wanted_inputs(how);
-        input_set inputs(
-            [](const std::string& name, const std::string& line) { say(name + ": " + line); });
+        input_set inputs(how.monitoring, [](const std::string& name, const std::string& line) {
+            say(name + ": " + line);
+        });
         const http_server server(how.listen_address, {[&inputs] { return metrics_page(inputs); },
                                                       [&inputs] { return inputs.is_healthy(); }});
         inputs.follow(wanted);

@@ -43,12 +43,13 @@ machine_time now() {
             seconds_of(std::chrono::system_clock::now().time_since_epoch())};
 }
 
-watched_input::watched_input(named_input what, notice_handler on_notice)
+watched_input::watched_input(named_input what, const monitor::settings& how,
+                             notice_handler on_notice)
     : what_(std::move(what)),
       on_notice_(std::move(on_notice)),
       wake_(make_wake()),
       last_turn_(now().steady),
-      monitor_(now()),
+      monitor_(how, now()),
       thread_([this] { run(); }) {}
 
 watched_input::~watched_input() {

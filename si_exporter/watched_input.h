@@ -26,7 +26,7 @@ public:
     /// Is told, by the input's thread, what a user should know: one line, without the name.
     using notice_handler = std::function<void(const std::string& name, const std::string& line)>;
 
-    watched_input(named_input what, notice_handler on_notice);
+    watched_input(named_input what, const monitor::settings& how, notice_handler on_notice);
     /// Waits for the thread; see `stop`.
     ~watched_input();
     watched_input(const watched_input&) = delete;

@@ -7,6 +7,8 @@
 #include <prometheus/text_serializer.h>
 
 #include <algorithm>
+#include <chrono>
+#include <set>
 #include <sstream>
 #include <string>
 
@@ -24,18 +26,26 @@ using testing::Contains;
 /// The machine's clock is set to the broadcast's of 20:30:00 in Brasilia.
 constexpr double machine_utc = 1795303800;
 
+/// Its packets from one number to before another.
+stream_writer part(const stream_writer& of, std::size_t from, std::size_t to) {
+    stream_writer cut;
+    cut.packets().assign(of.packets().begin() + static_cast<std::ptrdiff_t>(from),
+                         of.packets().begin() + static_cast<std::ptrdiff_t>(to));
+    return cut;
+}
+
 class Metrics : public testing::Test {
 protected:
-    /// Reads the stream in as many pieces as it has seconds, each in a second.
-    void read(const stream_writer& stream, std::size_t seconds = 1) {
+    /// Reads the stream in so many pieces, each in so many seconds.
+    void read(const stream_writer& stream, std::size_t pieces = 1, double seconds = 1) {
         const bytes all = stream.stream();
-        const std::size_t piece = all.size() / seconds;
-        for (std::size_t i = 0; i < seconds; ++i) {
+        const std::size_t piece = all.size() / pieces;
+        for (std::size_t i = 0; i < pieces; ++i) {
             const auto from = all.begin() + static_cast<std::ptrdiff_t>(i * piece);
-            const std::size_t size = i + 1 == seconds ? all.size() - i * piece : piece;
+            const std::size_t size = i + 1 == pieces ? all.size() - i * piece : piece;
             std::copy_n(from, size, watched.room(size));
-            time.steady += 1;
-            time.utc += 1;
+            time.steady += seconds;
+            time.utc += seconds;
             watched.filled(size, time);
         }
     }
@@ -58,8 +68,10 @@ protected:
         return "none";
     }
 
+    explicit Metrics(const monitor::settings& how = {}) : watched(how, time) {}
+
     machine_time time = {1'000, machine_utc};
-    monitor watched{time};
+    monitor watched;
     watched_input::link link;
 };
 
@@ -93,20 +105,80 @@ TEST_F(Metrics, CountPacketsAndBytes) {
     EXPECT_EQ(value("isdb_last_packet_age_seconds"), "0");
 }
 
-TEST_F(Metrics, TellTheRatesOfTheLastSeconds) {
-    read(known_broadcast(11), 11);
-    // A packet each 10 ms.
-    EXPECT_NEAR(std::stod(value("isdb_pid_bytes_per_second", "pid=\"0x0111\"")), 18'800, 400);
-    EXPECT_NEAR(std::stod(value("isdb_service_bytes_per_second", "service_id=\"0x5C38\"")), 3'760,
-                200);
-    EXPECT_EQ(value("isdb_service_up", "service_id=\"0x5C20\""), "1");
+TEST_F(Metrics, CountTheBytesOfPidsAndServicesFromTheFirstPacketOn) {
+    const stream_writer stream = known_broadcast(10);
+    const auto bytes_on = [&](std::size_t packets, const std::set<std::uint16_t>& pids) {
+        const auto end = stream.packets().begin() + static_cast<std::ptrdiff_t>(packets);
+        return std::to_string(
+            188 * std::count_if(stream.packets().begin(), end,
+                                [&](const bytes& p) { return pids.count(pid_of(p)) != 0; }));
+    };
+    std::size_t packets = 0;
+    // In half a second all tables have come, and nobody has looked again.
+    for (const std::size_t so_many : {500u, 1'000u, 10'000u}) {
+        read(part(stream, packets, so_many), 1, 0.5);
+        packets = so_many;
+        EXPECT_EQ(value("isdb_pid_bytes_total", "pid=\"0x0111\""), bytes_on(packets, {0x0111}));
+        EXPECT_EQ(value("isdb_service_bytes_total", "service_id=\"0x5C20\""),
+                  bytes_on(packets, {0x0111, 0x0112, ait_pid}));
+        EXPECT_EQ(value("isdb_service_bytes_total", "service_id=\"0x5C38\""),
+                  bytes_on(packets, {0x0201}));
+        EXPECT_EQ(value("isdb_service_up", "service_id=\"0x5C20\""), "1");
+    }
+}
+
+TEST_F(Metrics, CountOnWhereAServiceGoesToOtherPids) {
+    const auto service_bytes = [&] {
+        return value("isdb_service_bytes_total", "service_id=\"0x5C38\"");
+    };
+    const auto pmt_with = [](std::uint16_t pid, std::uint8_t version_number) {
+        long_header header;
+        header.version_number = version_number;
+        return pmt_section(mobile_service, 0x1FFF, {}, elementary_stream(0x1B, pid), header);
+    };
+    const auto packets_on = [](stream_writer& to, std::uint16_t pid, int count) {
+        for (int i = 0; i < count; ++i) to.packet(pid, false, {});
+    };
+    stream_writer stream;
+    stream.section(0x0000, pat()).section(mobile_pmt_pid, pmt_with(0x0201, 1));
+    packets_on(stream, 0x0201, 10);
+    packets_on(stream, 0x0301, 20);
+    stream.null_packets(10);
+    read(stream);
+    EXPECT_EQ(service_bytes(), std::to_string(10 * 188));
+
+    stream.packets().clear();
+    stream.section(mobile_pmt_pid, pmt_with(0x0301, 2)).null_packets(10);
+    read(stream);
+    EXPECT_EQ(service_bytes(), std::to_string(10 * 188));
+
+    stream.packets().clear();
+    packets_on(stream, 0x0201, 1'000);
+    packets_on(stream, 0x0301, 5);
+    stream.null_packets(10);
+    read(stream);
+    EXPECT_EQ(service_bytes(), std::to_string(15 * 188));
+}
+
+TEST_F(Metrics, TellWhatIsUp) {
+    const std::string mobile = "service_id=\"0x5C38\"";
+    read(known_broadcast(4), 4);
+    EXPECT_EQ(value("isdb_service_up", mobile), "1");
+    EXPECT_EQ(value("isdb_input_up"), "1");
+
+    // Tables alone are no service.
+    read(timed_stream(6).every(0.09, 0x0000, {pat()}).write(), 6);
+    EXPECT_EQ(value("isdb_service_up", mobile), "0");
+    EXPECT_EQ(value("isdb_input_up"), "1");
 
     time.steady += 6;
     watched.pass(time);
-    EXPECT_EQ(value("isdb_pid_bytes_per_second", "pid=\"0x0111\""), "0");
-    EXPECT_EQ(value("isdb_service_up", "service_id=\"0x5C20\""), "0");
     EXPECT_EQ(value("isdb_input_up"), "0");
     EXPECT_EQ(value("isdb_last_packet_age_seconds"), "6");
+
+    read(part(known_broadcast(1), 900, 1'000), 1, 0.1);
+    EXPECT_EQ(value("isdb_service_up", mobile), "1");
+    EXPECT_EQ(value("isdb_input_up"), "1");
 }
 
 TEST_F(Metrics, CountWhatIsWrongWithPackets) {
@@ -187,19 +259,13 @@ TEST_F(Metrics, TellFindingsThatBeginAndEnd) {
                                .every(0.09, 0x0000, {pat()}, 0, 10)
                                .every(0.09, 0x0000, {pat()}, 12)
                                .write();
-    const auto cut = [&](std::size_t from, std::size_t to) {
-        stream_writer part;
-        part.packets().assign(stream.packets().begin() + static_cast<std::ptrdiff_t>(from),
-                              stream.packets().begin() + static_cast<std::ptrdiff_t>(to));
-        return part;
-    };
     const std::string rare = "finding=\"pat_rare\",severity=\"error\"";
-    read(cut(0, 9'000));
+    read(part(stream, 0, 9'000));
     EXPECT_EQ(value("isdb_finding_active", rare), "0");
-    read(cut(9'000, 11'500));
+    read(part(stream, 9'000, 11'500));
     EXPECT_EQ(value("isdb_finding_active", rare), "1");
     EXPECT_EQ(value("isdb_finding_begun_total", rare), "1");
-    read(cut(11'500, stream.packets().size()));
+    read(part(stream, 11'500, stream.packets().size()));
     EXPECT_EQ(value("isdb_finding_active", rare), "0");
     EXPECT_EQ(value("isdb_finding_begun_total", rare), "1");
 }
@@ -231,6 +297,38 @@ TEST_F(Metrics, TellHowFarTheBroadcastsClockIsOff) {
     later.skip_counter(0x0014).section(0x0014, tot()).null_packets(10);
     read(later);
     EXPECT_EQ(value("isdb_clock_offset_seconds"), "-8");
+}
+
+/// Of a broadcast whose clock is four hours behind UTC.
+class MetricsInTheWest : public Metrics {
+protected:
+    MetricsInTheWest() : Metrics(monitor::settings{{}, std::chrono::hours(-4)}) {}
+};
+
+TEST_F(MetricsInTheWest, TellTimesByTheBroadcastsOffset) {
+    read(known_broadcast(4), 4);
+    EXPECT_EQ(value("isdb_clock_offset_seconds"), "3600");
+    EXPECT_EQ(std::stod(value("isdb_event_start_timestamp_seconds", "service_id=\"0x5C20\"")),
+              machine_utc + 3600 - 45 * 60);
+}
+
+/// That take a PAT for rare after 50 ms.
+class MetricsWithLimits : public Metrics {
+protected:
+    MetricsWithLimits() : Metrics(with_limit()) {}
+
+private:
+    static monitor::settings with_limit() {
+        monitor::settings how;
+        how.limits.set(broadcast::finding_kind::pat_rare, 0.05);
+        return how;
+    }
+};
+
+TEST_F(MetricsWithLimits, TellFindingsByTheLimitsWanted) {
+    read(known_broadcast(4), 4);
+    EXPECT_NE(value("isdb_finding_begun_total", "finding=\"pat_rare\",severity=\"error\""), "0");
+    EXPECT_EQ(value("isdb_finding_begun_total", "finding=\"nit_rare\",severity=\"error\""), "0");
 }
 
 TEST_F(Metrics, CountWhatTheNetworkDid) {
