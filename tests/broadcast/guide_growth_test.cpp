@@ -3,9 +3,7 @@
 
 #include <broadcast/guide.h>
 #include <gmock/gmock.h>
-
-#include <cstdlib>
-#include <new>
+#include <live_memory.h>
 
 #include "hostile_streams.h"
 #include "table_reader.h"
@@ -14,41 +12,11 @@ namespace {
 
 // The tests have one thread.
 std::uint64_t branches = 0;
-std::size_t live_bytes = 0;
-
-constexpr std::size_t header = alignof(std::max_align_t);
-
-void* allocate(std::size_t size) {
-    auto* const block = static_cast<unsigned char*>(std::malloc(header + size));
-    if (block == nullptr) throw std::bad_alloc();
-    *reinterpret_cast<std::size_t*>(block) = size;
-    live_bytes += size;
-    return block + header;
-}
-
-void release(void* memory) noexcept {
-    if (memory == nullptr) return;
-    auto* const block = static_cast<unsigned char*>(memory) - header;
-    live_bytes -= *reinterpret_cast<std::size_t*>(block);
-    std::free(block);
-}
 
 }  // namespace
 
 extern "C" void __sanitizer_cov_trace_pc();  // NOLINT: the compiler's name
 extern "C" void __sanitizer_cov_trace_pc() { ++branches; }
-
-void* operator new(std::size_t size) { return allocate(size); }
-void* operator new[](std::size_t size) { return allocate(size); }
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept try {
-    return allocate(size);
-} catch (const std::bad_alloc&) {
-    return nullptr;
-}
-void operator delete(void* block) noexcept { release(block); }
-void operator delete[](void* block) noexcept { release(block); }
-void operator delete(void* block, std::size_t) noexcept { release(block); }
-void operator delete[](void* block, std::size_t) noexcept { release(block); }
 
 namespace orvix::broadcast {
 
@@ -65,7 +33,7 @@ struct cost {
 /// Of a guide that has read so many sections of a stream.
 cost cost_of(const hostile_stream& stream, std::uint32_t sections) {
     table_reader reader;
-    const std::size_t bytes_before = live_bytes;
+    const std::size_t bytes_before = live_bytes();
     guide of;
     cost total;
     for (std::uint32_t number = 0; number < sections; ++number) {
@@ -77,7 +45,7 @@ cost cost_of(const hostile_stream& stream, std::uint32_t sections) {
     const std::uint64_t before = branches;
     const guide_contents contents = of.contents();
     total.of_contents = branches - before;
-    total.bytes = live_bytes - bytes_before;
+    total.bytes = live_bytes() - bytes_before;
     return total;
 }
 
