@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -16,6 +17,7 @@
 #include <iostream>
 #include <iterator>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -41,7 +43,8 @@ void send(int descriptor, const std::vector<char>& stream, std::uint64_t first, 
         header.msg_iov = &bytes.at(i);
         header.msg_iovlen = 1;
     }
-    sendmmsg(descriptor, messages.data(), static_cast<unsigned int>(count), 0);
+    const int sent = sendmmsg(descriptor, messages.data(), static_cast<unsigned int>(count), 0);
+    if (sent != static_cast<int>(count)) throw std::system_error(errno, std::generic_category());
 }
 
 }  // namespace
