@@ -2,20 +2,14 @@
 
 #include <algorithm>
 
+#include "table_ids.h"
 #include "times.h"
 
 namespace orvix::broadcast {
 
 namespace {
 
-constexpr std::uint8_t pat = 0x00;
-constexpr std::uint8_t pmt = 0x02;
-constexpr std::uint8_t nit_actual = 0x40;
-constexpr std::uint8_t sdt_actual = 0x42;
-constexpr std::uint8_t present_following_actual = 0x4E;
-constexpr std::uint8_t first_schedule = 0x50;
 constexpr std::uint8_t first_extended_schedule = 0x58;
-constexpr std::uint8_t last_schedule = 0x5F;
 
 constexpr std::size_t sections_of_segment = 8;
 constexpr std::size_t segments_of_day = 8;
@@ -23,7 +17,8 @@ constexpr std::size_t days_of_table = 4;
 
 /// The first table_id of the schedule that a table is counted to.
 std::uint8_t first_of(std::uint8_t table_id) {
-    return table_id < first_extended_schedule ? first_schedule : first_extended_schedule;
+    return table_id < first_extended_schedule ? table_ids::first_schedule_actual
+                                              : first_extended_schedule;
 }
 
 void add_table(std::vector<missing_part>& to, std::uint8_t table_id,
@@ -74,14 +69,14 @@ void completeness::take(span section, std::optional<std::uint16_t> pid) {
     const std::optional<sent_header> header = header_of(section);
     if (!header || !header->current_next_indicator) return;
     const std::uint8_t table_id = header->table_id;
-    if (table_id == pat && pid.value_or(0) == 0) {
+    if (table_id == table_ids::pat && pid.value_or(0) == 0) {
         if (pat_.take(*header)) programmes_.reset();
         for (const std::uint16_t number : programmes_of(section)) programmes_.set(number);
-    } else if (table_id == pmt) {
+    } else if (table_id == table_ids::pmt) {
         pmts_.set(header->table_id_extension);
-    } else if (table_id == nit_actual) {
+    } else if (table_id == table_ids::nit_actual) {
         nit_.take(*header);
-    } else if (table_id == sdt_actual) {
+    } else if (table_id == table_ids::sdt_actual) {
         if (sdt_.take(*header)) {
             with_present_following_.reset();
             with_schedule_.reset();
@@ -90,9 +85,9 @@ void completeness::take(span section, std::optional<std::uint16_t> pid) {
             with_present_following_[announced.service_id] = announced.present_following;
             with_schedule_[announced.service_id] = announced.schedule;
         }
-    } else if (table_id == present_following_actual) {
+    } else if (table_id == table_ids::present_following_actual) {
         take_present_following(*header);
-    } else if (table_id >= first_schedule && table_id <= last_schedule) {
+    } else if (table_ids::is_schedule_actual(table_id)) {
         if (const auto segment = segment_of(section)) take_schedule(*header, *segment);
     }
 }
@@ -122,8 +117,8 @@ void completeness::take_schedule(const sent_header& header, const sent_segment& 
     table.segment_last[number] = static_cast<std::uint8_t>(last);
 
     // One that makes no sense says nothing about further tables.
-    const bool makes_sense =
-        segment.last_table_id >= header.table_id && segment.last_table_id <= last_schedule;
+    const bool makes_sense = segment.last_table_id >= header.table_id &&
+                             segment.last_table_id <= table_ids::last_schedule_actual;
     last_table_ids_[{service_id, first_of(header.table_id)}] =
         makes_sense ? segment.last_table_id : header.table_id;
 }
@@ -131,9 +126,9 @@ void completeness::take_schedule(const sent_header& header, const sent_segment& 
 missing_parts completeness::missing() const {
     missing_parts all;
     all.clock = clock_;
-    add_table(all.parts, pat, std::nullopt, pat_);
-    add_table(all.parts, nit_actual, std::nullopt, nit_);
-    add_table(all.parts, sdt_actual, std::nullopt, sdt_);
+    add_table(all.parts, table_ids::pat, std::nullopt, pat_);
+    add_table(all.parts, table_ids::nit_actual, std::nullopt, nit_);
+    add_table(all.parts, table_ids::sdt_actual, std::nullopt, sdt_);
     add_missing_pmts(all.parts);
     add_missing_present_following(all.parts);
     add_missing_schedules(all.parts);
@@ -145,7 +140,7 @@ void completeness::add_missing_pmts(std::vector<missing_part>& to) const {
     if (missing.none()) return;
     for (std::size_t id = 0; id < missing.size(); ++id) {
         const auto service_id = static_cast<std::uint16_t>(id);
-        if (missing[id] && is_wanted(service_id)) to.push_back(all_of(pmt, service_id));
+        if (missing[id] && is_wanted(service_id)) to.push_back(all_of(table_ids::pmt, service_id));
     }
 }
 
@@ -156,7 +151,7 @@ void completeness::add_missing_present_following(std::vector<missing_part>& to) 
         const auto service_id = static_cast<std::uint16_t>(id);
         if (!awaited[id] || !is_wanted(service_id)) continue;
         const auto known = present_following_.find(service_id);
-        add_table(to, present_following_actual, service_id,
+        add_table(to, table_ids::present_following_actual, service_id,
                   known == present_following_.end() ? section_numbers() : known->second);
     }
 }
@@ -166,16 +161,17 @@ void completeness::add_missing_schedules(std::vector<missing_part>& to) const {
     if (with_schedule_.any()) {
         for (std::size_t id = 0; id < with_schedule_.size(); ++id) {
             const auto service_id = static_cast<std::uint16_t>(id);
-            if (with_schedule_[id]) awaited.try_emplace({service_id, first_schedule}, 0);
+            if (with_schedule_[id])
+                awaited.try_emplace({service_id, table_ids::first_schedule_actual}, 0);
         }
     }
     for (const auto& [key, last_table_id] : awaited) {
         const auto [service_id, first_table_id] = key;
         if (!is_wanted(service_id)) continue;
         // Without an extended schedule, the other one may have tables up to the last.
-        const auto basic = awaited.find({service_id, first_schedule});
-        const bool is_told = first_table_id != first_schedule && basic != awaited.end() &&
-                             basic->second >= first_table_id;
+        const auto basic = awaited.find({service_id, table_ids::first_schedule_actual});
+        const bool is_told = first_table_id != table_ids::first_schedule_actual &&
+                             basic != awaited.end() && basic->second >= first_table_id;
         if (is_told) continue;
         if (last_table_id == 0) {
             to.push_back(all_of(first_table_id, service_id));

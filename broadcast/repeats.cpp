@@ -6,22 +6,17 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "table_ids.h"
+
 namespace orvix::broadcast {
 
 namespace {
 
-constexpr std::uint8_t tdt = 0x70;
-constexpr std::uint8_t tot = 0x73;
-constexpr std::uint8_t sdt_actual = 0x42;
-constexpr std::uint8_t sdt_other = 0x46;
-constexpr std::uint8_t first_eit = 0x4E;
-constexpr std::uint8_t last_eit = 0x6F;
-
 /// How many bytes behind the long header say which table this is: original_network_id of an SDT,
 /// transport_stream_id and original_network_id of an EIT.
 std::size_t identifier_bytes(std::uint8_t table_id) {
-    if (table_id == sdt_actual || table_id == sdt_other) return 2;
-    return table_id >= first_eit && table_id <= last_eit ? 4 : 0;
+    if (table_ids::is_sdt(table_id)) return 2;
+    return table_ids::is_eit(table_id) ? 4 : 0;
 }
 
 /// Whatever of the section stays the same from one version to the next.
@@ -56,7 +51,7 @@ repeats::repeats() {
 }
 
 bool repeats::is_new(std::uint16_t pid, const std::uint8_t* section, std::size_t size) {
-    if (section[0] == tdt || section[0] == tot) return true;
+    if (section[0] == table_ids::tdt || section[0] == table_ids::tot) return true;
 
     content_by_place& known = by_pid_.try_emplace(pid, 0, keyed_hash{&key_}).first->second;
     content now;

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "readings/section_loops.h"
+#include "table_ids.h"
 
 namespace orvix::broadcast {
 
@@ -16,8 +17,7 @@ std::uint32_t place_of(std::uint32_t table_id, std::uint32_t section_number) {
 }
 
 bool is_present(const eit& section) {
-    const bool is_present_following = section.table_id == 0x4E || section.table_id == 0x4F;
-    return is_present_following && section.section_number == 0;
+    return table_ids::is_present_following(section.table_id) && section.section_number == 0;
 }
 
 /// The accounts of one event_id. Where the times of two have nothing in common, the event has moved

@@ -9,6 +9,7 @@
 #include "readings/broadcast_text.h"
 #include "readings/descriptor_bodies.h"
 #include "readings/readings.h"
+#include "table_ids.h"
 #include "utf8.h"
 
 namespace orvix::broadcast {
@@ -18,9 +19,6 @@ using namespace si_parser;
 namespace {
 
 constexpr std::uint16_t pat_pid = 0x0000;
-constexpr std::uint32_t nit_actual = 0x40;
-constexpr std::uint32_t sdt_actual = 0x42;
-constexpr std::uint32_t present_following_actual = 0x4E;
 
 constexpr std::uint8_t private_sections = 0x05;  // a stream_type
 constexpr std::uint16_t ait_data_component = 0x00A3;
@@ -208,7 +206,7 @@ void services::take_table(const pmt& section, const sighting& seen) {
 }
 
 void services::take_table(const sdt& section, const sighting& /*seen*/) {
-    if (section.table_id != sdt_actual) return;
+    if (section.table_id != table_ids::sdt_actual) return;
     sdt_identifiers_ = {low16(section.transport_stream_id), low16(section.original_network_id)};
     listing::service_ids listed;
     for (const auto& told : section.services) listed.push_back(low16(told.service_id));
@@ -237,7 +235,7 @@ void services::leave_sdt(std::uint16_t service_id) {
 // --- What else is told of them ---
 
 void services::take_table(const nit& section, const sighting& seen) {
-    if (section.table_id != nit_actual) return;
+    if (section.table_id != table_ids::nit_actual) return;
     const std::uint16_t network_id = low16(section.network_id);
     const bool is_same = network_ && network_->network_id == network_id &&
                          network_->version_number == section.version_number;
@@ -262,7 +260,8 @@ void services::take_table(const nit& section, const sighting& seen) {
 }
 
 void services::take_table(const eit& section, const sighting& /*seen*/) {
-    if (section.table_id != present_following_actual || section.section_number > 1) return;
+    if (section.table_id != table_ids::present_following_actual || section.section_number > 1)
+        return;
     events_original_network_id_ = low16(section.original_network_id);
     const std::uint16_t service_id = low16(section.service_id);
     const auto known = events_.find(service_id);

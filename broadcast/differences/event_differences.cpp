@@ -1,6 +1,7 @@
 #include "event_differences.h"
 
 #include <broadcast/names.h>
+#include <broadcast/table_ids.h>
 #include <broadcast/times.h>
 
 #include <algorithm>
@@ -13,32 +14,31 @@ namespace orvix::broadcast {
 
 namespace {
 
-constexpr std::uint8_t sdt_actual = 0x42;
-constexpr std::uint8_t present_following = 0x4E;
-constexpr std::uint8_t first_schedule = 0x50;
-constexpr std::uint8_t last_schedule = 0x5F;
-
 /// The services of which one capture lacks parts of an EIT.
 class missing_eits {
 public:
     explicit missing_eits(const missing_parts& missing) {
         for (const missing_part& part : missing.parts) {
             if (!part.service_id) continue;
-            if (part.table_id >= first_schedule) schedules_.insert(*part.service_id);
-            if (part.table_id == present_following) present_following_.insert(*part.service_id);
+            if (part.table_id >= table_ids::first_schedule_actual)
+                schedules_.insert(*part.service_id);
+            if (part.table_id == table_ids::present_following_actual)
+                present_following_.insert(*part.service_id);
         }
     }
 
     /// Whether all that there is of it has come; where nothing has, the SDT must say so.
     bool has_whole_schedule(const snapshot& of, std::uint16_t service_id) const {
         return schedules_.count(service_id) == 0 &&
-               (of.tables.has_whole(sdt_actual) ||
-                of.tables.has_any(first_schedule, last_schedule, service_id));
+               (of.tables.has_whole(table_ids::sdt_actual) ||
+                of.tables.has_any(table_ids::first_schedule_actual, table_ids::last_schedule_actual,
+                                  service_id));
     }
     bool has_whole_present_following(const snapshot& of, std::uint16_t service_id) const {
         return present_following_.count(service_id) == 0 &&
-               (of.tables.has_whole(sdt_actual) ||
-                of.tables.has_any(present_following, present_following, service_id));
+               (of.tables.has_whole(table_ids::sdt_actual) ||
+                of.tables.has_any(table_ids::present_following_actual,
+                                  table_ids::present_following_actual, service_id));
     }
 
 private:
@@ -212,8 +212,10 @@ public:
         window.begin = begin_;
         const auto service_id = static_cast<std::uint16_t>(after.service_id);
         const bool has_schedules =
-            before_.tables.has_any(first_schedule, last_schedule, service_id) &&
-            after_.tables.has_any(first_schedule, last_schedule, service_id);
+            before_.tables.has_any(table_ids::first_schedule_actual,
+                                   table_ids::last_schedule_actual, service_id) &&
+            after_.tables.has_any(table_ids::first_schedule_actual, table_ids::last_schedule_actual,
+                                  service_id);
         if (!is_one_day_ || !has_schedules) {
             window.end = std::min(end_of(before), end_of(after));
         }

@@ -1,6 +1,7 @@
 #include "service_differences.h"
 
 #include <broadcast/names.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <bitset>
@@ -10,10 +11,6 @@
 namespace orvix::broadcast {
 
 namespace {
-
-constexpr std::uint8_t pat = 0x00;
-constexpr std::uint8_t nit_actual = 0x40;
-constexpr std::uint8_t sdt_actual = 0x42;
 
 value stream_value(const service_stream& stream) {
     value::record fields = {
@@ -247,25 +244,25 @@ void add_service_differences(changes& to, const snapshot& before, const snapshot
     const told_services old = before.services_told.told();
     const told_services now = after.services_told.told();
 
-    const bool has_network = both_have_whole(nit_actual);
+    const bool has_network = both_have_whole(table_ids::nit_actual);
     if (has_network) {
         compare_id(to, "network_id_changed", "the network_id", old.network_id, now.network_id);
         compare_text(to, "network_renamed", "the network", old.network_name, now.network_name);
         compare_text(to, "transport_stream_renamed", "the transport stream", old.ts_name,
                      now.ts_name);
     }
-    if (both_have_whole(pat)) {
+    if (both_have_whole(table_ids::pat)) {
         compare_id(to, "transport_stream_id_changed", "the transport_stream_id",
                    old.transport_stream_id, now.transport_stream_id);
     }
-    if (both_have_whole(sdt_actual)) {
+    if (both_have_whole(table_ids::sdt_actual)) {
         compare_id(to, "original_network_id_changed", "the original_network_id",
                    old.original_network_id, now.original_network_id);
     }
 
     // The PAT lists the services, and where there is none, the SDT.
     const auto lists_by = [](const snapshot& of) {
-        return of.tables.has_whole(pat) ? pat : sdt_actual;
+        return of.tables.has_whole(table_ids::pat) ? table_ids::pat : table_ids::sdt_actual;
     };
     const bool has_list = lists_by(before) == lists_by(after) && both_have_whole(lists_by(after));
     const auto is_wanted = [&wanted](const told_service& service) {

@@ -1,5 +1,6 @@
 #include "table_contents.h"
 
+#include <broadcast/table_ids.h>
 #include <sodium.h>
 
 #include <tuple>
@@ -8,22 +9,15 @@ namespace orvix::broadcast {
 
 namespace {
 
-constexpr std::uint8_t sdt_actual = 0x42;
-constexpr std::uint8_t sdt_other = 0x46;
-constexpr std::uint8_t first_eit = 0x4E;
-constexpr std::uint8_t last_eit = 0x6F;
-constexpr std::uint8_t ait = 0x74;
-
 constexpr std::size_t long_header = 8;
 constexpr std::size_t crc_bytes = 4;
 
 std::uint32_t place_of(span section, std::optional<std::uint16_t> pid) {
     const std::uint8_t table_id = section.begin()[0];
-    if (table_id == ait) return pid.value_or(0);
+    if (table_id == table_ids::ait) return pid.value_or(0);
     const span body = section.behind(long_header);
-    if ((table_id == sdt_actual || table_id == sdt_other) && body.size() >= 2) return body.u16(0);
-    const bool is_eit = table_id >= first_eit && table_id <= last_eit;
-    if (is_eit && body.size() >= 4) return body.u16(0) << 16 | body.u16(2);
+    if (table_ids::is_sdt(table_id) && body.size() >= 2) return body.u16(0);
+    if (table_ids::is_eit(table_id) && body.size() >= 4) return body.u16(0) << 16 | body.u16(2);
     return 0;
 }
 
@@ -82,8 +76,8 @@ bool table_contents::has_whole(std::uint8_t table_id) const {
 
 std::bitset<0x2000> table_contents::pids_of_whole_aits() const {
     std::bitset<0x2000> pids;
-    for (auto t = tables_.lower_bound({ait, 0, 0}); t != tables_.end() && t->first.table_id == ait;
-         ++t) {
+    for (auto t = tables_.lower_bound({table_ids::ait, 0, 0});
+         t != tables_.end() && t->first.table_id == table_ids::ait; ++t) {
         if (t->second.is_whole()) pids.set(t->first.place);
     }
     return pids;

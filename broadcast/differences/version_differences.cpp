@@ -1,6 +1,7 @@
 #include "version_differences.h"
 
 #include <broadcast/names.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -10,12 +11,6 @@
 namespace orvix::broadcast {
 
 namespace {
-
-constexpr std::uint8_t pmt = 0x02;
-constexpr std::uint8_t first_eit = 0x4E;
-constexpr std::uint8_t last_eit = 0x6F;
-
-bool is_eit(std::uint8_t table_id) { return table_id >= first_eit && table_id <= last_eit; }
 
 /// A version_number comes round after 32 changes. An EIT changes several times an hour.
 bool may_have_come_round(const snapshot& before, const snapshot& after) {
@@ -28,10 +23,10 @@ bool may_have_come_round(const snapshot& before, const snapshot& after) {
 std::string table_words(const table_contents::table_key& key) {
     std::string words(names::table_kind(key.table_id));
     for (char& c : words) c = static_cast<char>(c - 'a' + 'A');
-    if (key.table_id == pmt || is_eit(key.table_id)) {
+    if (key.table_id == table_ids::pmt || table_ids::is_eit(key.table_id)) {
         words += " of service " + pid_in_words(key.table_id_extension);
     }
-    if (is_eit(key.table_id)) words += ", " + std::string(names::table_id(key.table_id));
+    if (table_ids::is_eit(key.table_id)) words += ", " + std::string(names::table_id(key.table_id));
     return words;
 }
 
@@ -62,14 +57,15 @@ void add_version_differences(changes& to, const snapshot& before, const snapshot
     for (const auto& [key, is] : after.tables.all()) {
         const auto known = before.tables.all().find(key);
         if (known == before.tables.all().end()) continue;
-        const bool is_of_service = key.table_id == pmt || is_eit(key.table_id);
+        const bool is_of_service =
+            key.table_id == table_ids::pmt || table_ids::is_eit(key.table_id);
         if (is_of_service && !wanted.empty() && wanted.count(key.table_id_extension) == 0) continue;
 
         const table_contents::table& was = known->second;
         const comparison found = compare(was, is);
         const bool same_version = was.version_number == is.version_number;
-        const bool is_missed =
-            same_version && !found.same_contents && !(is_eit(key.table_id) && may_be_round);
+        const bool is_missed = same_version && !found.same_contents &&
+                               !(table_ids::is_eit(key.table_id) && may_be_round);
         const bool is_needless = !same_version && found.same_contents && found.same_sections;
         if (!is_missed && !is_needless) continue;
 

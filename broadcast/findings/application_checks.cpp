@@ -2,6 +2,7 @@
 
 #include <broadcast/programs.h>
 #include <broadcast/readings/section_loops.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <set>
@@ -9,7 +10,6 @@
 #include "wording.h"
 
 extern "C" {
-#include <bitstream/dvb/si.h>
 #include <bitstream/mpeg/psi.h>
 }
 
@@ -17,7 +17,6 @@ namespace orvix::broadcast {
 
 namespace {
 
-constexpr std::uint8_t ait_table_id = 0x74;
 constexpr std::uint8_t private_sections = 0x05;  // a stream_type
 
 // A table that has never come is missed after so many times its limit.
@@ -83,7 +82,7 @@ transports transports_in(span loop) {
 // --- What the AITs say ---
 
 void application_checks::take(const sighting& seen) {
-    const bool is_ait = seen.bytes[0] == ait_table_id && seen.size >= PSI_HEADER_SIZE_SYNTAX1;
+    const bool is_ait = seen.bytes[0] == table_ids::ait && seen.size >= PSI_HEADER_SIZE_SYNTAX1;
     if (!is_ait || !seen.where.pid || !psi_get_current(seen.bytes)) return;
     has_come_[*seen.where.pid] = true;
     const table_key key = {*seen.where.pid, psi_get_tableidext(seen.bytes)};

@@ -1,6 +1,7 @@
 #include "event_announcements.h"
 
 #include <broadcast/programs.h>
+#include <broadcast/table_ids.h>
 
 #include <string>
 #include <utility>
@@ -41,11 +42,9 @@ double event_announcements::limit_of(kind what) const {
 
 void event_announcements::take(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
-    const bool is_eit =
-        table_id == EIT_TABLE_ID_PF_ACTUAL ||
-        (table_id >= EIT_TABLE_ID_SCHED_ACTUAL_FIRST && table_id <= EIT_TABLE_ID_SCHED_ACTUAL_LAST);
-    if (is_eit && seen.size >= EIT_HEADER_SIZE + PSI_CRC_SIZE) take_eit(seen);
-    if (table_id == SDT_TABLE_ID_ACTUAL && psi_get_current(seen.bytes)) take_sdt(seen);
+    if (table_ids::is_eit_actual(table_id) && seen.size >= EIT_HEADER_SIZE + PSI_CRC_SIZE)
+        take_eit(seen);
+    if (table_id == table_ids::sdt_actual && psi_get_current(seen.bytes)) take_sdt(seen);
 }
 
 void event_announcements::take_sdt(const sighting& seen) {
@@ -83,7 +82,8 @@ void event_announcements::take_eit(const sighting& seen) {
     const auto known = services_.find(psi_get_tableidext(seen.bytes));
     if (known == services_.end()) return;
     events& of =
-        known->second.of[seen.bytes[0] == EIT_TABLE_ID_PF_ACTUAL ? present_following : schedule];
+        known->second.of[seen.bytes[0] == table_ids::present_following_actual ? present_following
+                                                                              : schedule];
     of.has_come = true;
     const bool has_events = seen.size > EIT_HEADER_SIZE + PSI_CRC_SIZE;
     const bool may_come = of.is_announced || (of.may_end && seen.seconds < of.may_end);

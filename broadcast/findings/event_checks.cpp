@@ -1,7 +1,8 @@
 #include "event_checks.h"
 
+#include <broadcast/table_ids.h>
+
 extern "C" {
-#include <bitstream/dvb/si.h>
 #include <bitstream/mpeg/psi.h>
 }
 
@@ -15,10 +16,7 @@ const si_parser::eit* events_in(const sighting& seen) {
     if (!is_wanted) return nullptr;
     const auto* const eit = std::get_if<const si_parser::eit*>(seen.table);
     if (eit == nullptr) return nullptr;
-    const std::uint32_t table_id = (*eit)->table_id;
-    const bool is_schedule =
-        table_id >= EIT_TABLE_ID_SCHED_ACTUAL_FIRST && table_id <= EIT_TABLE_ID_SCHED_ACTUAL_LAST;
-    return is_schedule || table_id == EIT_TABLE_ID_PF_ACTUAL ? *eit : nullptr;
+    return table_ids::is_eit_actual((*eit)->table_id) ? *eit : nullptr;
 }
 
 }  // namespace

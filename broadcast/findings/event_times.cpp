@@ -1,5 +1,6 @@
 #include "event_times.h"
 
+#include <broadcast/table_ids.h>
 #include <broadcast/times.h>
 
 #include <algorithm>
@@ -14,7 +15,6 @@ using namespace si_parser;
 
 namespace {
 
-constexpr std::uint32_t present_following = 0x4E;
 constexpr std::uint32_t no_pid = 0xFFFF;
 
 /// The number of the section whose events come behind those of this one. A schedule's segments of
@@ -23,7 +23,7 @@ std::uint32_t next_section_of(const eit& section) {
     constexpr std::uint32_t sections_of_a_segment = 8;
     const std::uint32_t number = section.section_number;
     const bool ends_segment =
-        section.table_id != present_following && number >= section.segment_last_section_number;
+        table_ids::is_schedule(section.table_id) && number >= section.segment_last_section_number;
     return ends_segment ? (number / sections_of_a_segment + 1) * sections_of_a_segment : number + 1;
 }
 

@@ -2,6 +2,7 @@
 
 #include <broadcast/programs.h>
 #include <broadcast/readings/section_loops.h>
+#include <broadcast/table_ids.h>
 
 #include <string>
 
@@ -44,22 +45,17 @@ std::string network_of_origin(std::uint16_t id) {
     return "original_network_id " + wording::hex(id, 4);
 }
 
-bool is_own_eit(std::uint8_t table_id) {
-    return table_id == EIT_TABLE_ID_PF_ACTUAL || (table_id >= EIT_TABLE_ID_SCHED_ACTUAL_FIRST &&
-                                                  table_id <= EIT_TABLE_ID_SCHED_ACTUAL_LAST);
-}
-
 }  // namespace
 
 // --- What the tables say ---
 
 void network_checks::take(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
-    if (is_own_eit(table_id)) return take_eit(seen);
+    if (table_ids::is_eit_actual(table_id)) return take_eit(seen);
     if (!seen.is_new || seen.table == nullptr || !psi_get_current(seen.bytes)) return;
-    if (table_id == PAT_TABLE_ID && seen.where.pid == pat_pid) take_pat(seen);
-    if (table_id == SDT_TABLE_ID_ACTUAL) take_sdt(seen);
-    if (table_id == NIT_TABLE_ID_ACTUAL) take_nit(seen);
+    if (table_id == table_ids::pat && seen.where.pid == pat_pid) take_pat(seen);
+    if (table_id == table_ids::sdt_actual) take_sdt(seen);
+    if (table_id == table_ids::nit_actual) take_nit(seen);
 }
 
 /// Where one table has changed, the NIT comes last.

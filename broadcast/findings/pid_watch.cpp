@@ -2,6 +2,7 @@
 
 #include <broadcast/programs.h>
 #include <broadcast/readings/section_loops.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <utility>
@@ -19,8 +20,6 @@ namespace {
 constexpr std::uint16_t null_pid = 0x1FFF;
 constexpr std::uint16_t last_reserved_pid = 0x002F;
 constexpr std::uint16_t transmission_information_pid = 0x1FF0;
-
-constexpr double look_every = 0.1;
 
 // Whatever sends nothing for so long has ended.
 constexpr double silence = 10;
@@ -53,8 +52,8 @@ void append(std::vector<std::uint16_t>& to, const std::vector<std::uint16_t>& mo
 void pid_watch::take(const std::uint8_t* section, std::size_t size,
                      std::optional<std::uint16_t> pid) {
     if (!stream_ || !pid || size < PSI_HEADER_SIZE_SYNTAX1 || !psi_get_current(section)) return;
-    if (section[0] == PMT_TABLE_ID) take_pmt(section, size, *pid);
-    if (section[0] == CAT_TABLE_ID) take_cat(section, size);
+    if (section[0] == table_ids::pmt) take_pmt(section, size, *pid);
+    if (section[0] == table_ids::cat) take_cat(section, size);
 }
 
 void pid_watch::take_pmt(const std::uint8_t* section, std::size_t size, std::uint16_t pid) {
@@ -127,14 +126,13 @@ bool pid_watch::are_all_pmts_there() const {
 /// says.
 void pid_watch::packets_passed() {
     const moment_of_stream& now = to_.now();
-    if (!stream_ || !now.seconds || *now.seconds < next_look_ || now.number < next_packet_) return;
+    if (!stream_ || !pace_.is_due(now)) return;
     forget_services_that_are_gone();
     const bool is_complete = are_all_pmts_there();
     const std::vector<std::uint16_t>& sending = stream_->counts.pids();
     for (const std::uint16_t pid : sending) look_at(pid, *now.seconds, is_complete);
     for (const std::uint16_t pid : named_streams_) check_stream(pid, pids_[pid], *now.seconds);
-    next_look_ = *now.seconds + look_every;
-    next_packet_ = now.number + sending.size() + named_streams_.size() + pmts_.size();
+    pace_.reviewed(now, sending.size() + named_streams_.size() + pmts_.size());
 }
 
 void pid_watch::look_at(std::uint16_t pid, double now, bool is_complete) {

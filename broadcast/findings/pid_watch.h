@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "ledger.h"
+#include "review_pace.h"
 
 namespace orvix::broadcast {
 
@@ -33,6 +34,8 @@ public:
     const bound& limit() const { return bound_; }
 
 private:
+    static constexpr double look_every = 0.1;  // seconds
+
     /// What a table names.
     struct named_pids {
         std::vector<std::uint16_t> streams;  ///< that have to send something
@@ -66,8 +69,7 @@ private:
     std::set<std::uint16_t> named_streams_;
     std::map<std::uint16_t, named_pids> pmts_;  ///< by service_id
     named_pids cat_;
-    double next_look_ = 0;
-    std::uint64_t next_packet_ = 0;  ///< not before which to look
+    review_pace pace_ = review_pace(look_every);
     // A multiplex has below a hundred services.
     bound bound_ = {"PMTs whose PIDs are watched", 1'000};
 };

@@ -1,6 +1,7 @@
 #include "present_events.h"
 
 #include <broadcast/programs.h>
+#include <broadcast/table_ids.h>
 
 #include "event_words.h"
 #include "wording.h"
@@ -9,16 +10,10 @@ namespace orvix::broadcast {
 
 using namespace si_parser;
 
-namespace {
-
-// The broadcast's clock counts whole seconds.
-constexpr double look_every = 1;
-
-}  // namespace
-
 void present_events::take(const place& where, const eit& section) {
-    constexpr std::uint32_t present_following = 0x4E;
-    if (section.table_id != present_following || section.section_number != 0 || !where.pid) return;
+    const bool is_present =
+        section.table_id == table_ids::present_following_actual && section.section_number == 0;
+    if (!is_present || !where.pid) return;
     const auto service_id = static_cast<std::uint16_t>(section.service_id);
     const auto known = events_.find({*where.pid, service_id});
     const bool is_known = known != events_.end();
@@ -38,11 +33,9 @@ void present_events::take(const place& where, const eit& section) {
 }
 
 void present_events::packets_passed() {
-    const moment_of_stream& now = to_.now();
-    if (!stream_ || !now.seconds || *now.seconds < next_look_ || now.number < next_packet_) return;
+    if (!stream_ || !pace_.is_due(to_.now())) return;
     look();
-    next_look_ = *now.seconds + look_every;
-    next_packet_ = now.number + events_.size();
+    pace_.reviewed(to_.now(), events_.size());
 }
 
 /// Takes what all services take, and so waits for as many packets.

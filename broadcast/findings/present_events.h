@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "ledger.h"
+#include "review_pace.h"
 
 namespace orvix::broadcast {
 
@@ -40,8 +41,7 @@ private:
     ledger& to_;
     std::optional<stream_facts> stream_;
     std::map<service_key, present_event> events_;
-    double next_look_ = 0;           ///< in seconds
-    std::uint64_t next_packet_ = 0;  ///< not before which to look
+    review_pace pace_ = review_pace(1);  // the broadcast's clock counts whole seconds
     // A multiplex has below a hundred services.
     bound bound_ = {"services whose present event is watched", 1'000};
 };

@@ -2,6 +2,7 @@
 
 #include <broadcast/readings/refused_reading.h>
 #include <broadcast/refusal_outcome.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <array>
@@ -13,7 +14,6 @@
 #include "wording.h"
 
 extern "C" {
-#include <bitstream/dvb/si.h>
 #include <bitstream/mpeg/psi.h>
 }
 
@@ -48,17 +48,13 @@ constexpr std::array<std::string_view, 21> fields = {
     "urls",
 };
 
-bool is_eit(std::uint8_t table_id) {
-    return table_id >= EIT_TABLE_ID_PF_ACTUAL && table_id <= EIT_TABLE_ID_SCHED_OTHER_LAST;
-}
-
 /// Those of a schedule are told as one.
 std::uint8_t table_group(std::uint8_t table_id) {
-    if (is_eit(table_id) && table_id >= EIT_TABLE_ID_SCHED_OTHER_FIRST) {
-        return EIT_TABLE_ID_SCHED_OTHER_FIRST;
+    if (table_ids::is_schedule_other(table_id)) {
+        return table_ids::first_schedule_other;
     }
-    if (is_eit(table_id) && table_id >= EIT_TABLE_ID_SCHED_ACTUAL_FIRST) {
-        return EIT_TABLE_ID_SCHED_ACTUAL_FIRST;
+    if (table_ids::is_schedule_actual(table_id)) {
+        return table_ids::first_schedule_actual;
     }
     return table_id;
 }
@@ -69,7 +65,7 @@ finding_subject subject_of(const place& where, const std::uint8_t* section, std:
     const std::uint8_t table_id = section[0];
     finding_subject about;
     about.pid = where.pid;
-    const bool is_of_a_service = table_id == PMT_TABLE_ID || is_eit(table_id);
+    const bool is_of_a_service = table_id == table_ids::pmt || table_ids::is_eit(table_id);
     if (is_of_a_service && size >= PSI_HEADER_SIZE_SYNTAX1) {
         about.service_id = psi_get_tableidext(section);
     }
@@ -97,7 +93,7 @@ bool is_told_elsewhere(const difference& d) {
 
 bool is_in_force(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
-    return table_id == TDT_TABLE_ID || table_id == TOT_TABLE_ID || psi_get_current(seen.bytes);
+    return table_id == table_ids::tdt || table_id == table_ids::tot || psi_get_current(seen.bytes);
 }
 
 bool is_whole(const refusal& what) {
@@ -118,7 +114,7 @@ void receiver_checks::take(const sighting& seen) {
 
 void receiver_checks::tell(const difference& d, const readings& found, const sighting& seen) {
     // Every broadcast has them, and nothing follows.
-    const bool is_noise = is_eit(seen.bytes[0]) && d.at.field == "sections";
+    const bool is_noise = table_ids::is_eit(seen.bytes[0]) && d.at.field == "sections";
     if (is_noise && std::exchange(has_told_of_several_eit_sections_, true)) return;
 
     occurrence what;
@@ -131,7 +127,7 @@ void receiver_checks::tell(const difference& d, const readings& found, const sig
 void receiver_checks::take_refused(const place& where, const refusal& what) {
     const std::uint8_t* const section = what.section;
     if (!is_whole(what)) return;
-    const bool has_crc = section[0] != TDT_TABLE_ID;
+    const bool has_crc = section[0] != table_ids::tdt;
     if (has_crc && (what.size < PSI_HEADER_SIZE + PSI_CRC_SIZE || !psi_check_crc(section))) return;
 
     const auto reason = static_cast<std::uint64_t>(what.why.why);

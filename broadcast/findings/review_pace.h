@@ -8,18 +8,20 @@
 
 namespace orvix::broadcast {
 
-/// When to review what tables say together.
+/// When to look again at what has been seen, and to review what tables say together.
 ///
-/// A review takes as long as some packets do for each thing that it looks at: it waits for so many,
+/// A look takes as long as some packets do for each thing that is looked at: it waits for so many,
 /// whatever the clock says. Without a clock there is one, at the stream's end.
 class review_pace {
 public:
+    explicit review_pace(double seconds = 0.5) : look_every_(seconds) {}
+
     bool is_due(const moment_of_stream& now) const {
         return now.seconds && *now.seconds >= next_look_ && now.number >= next_packet_ &&
                is_settled(now);
     }
     void reviewed(const moment_of_stream& now, std::uint64_t looked_at) {
-        next_look_ = now.seconds.value_or(0) + look_every;
+        next_look_ = now.seconds.value_or(0) + look_every_;
         next_packet_ = now.number + looked_at;
     }
 
@@ -33,9 +35,8 @@ public:
     }
 
 private:
-    static constexpr double look_every = 0.5;
-
-    double next_look_ = 0;  ///< in seconds, as is `settled_`
+    double look_every_;  ///< in seconds, as all of these
+    double next_look_ = 0;
     double settled_ = 0;
     std::uint64_t next_packet_ = 0;
 };

@@ -2,6 +2,7 @@
 
 #include <broadcast/programs.h>
 #include <broadcast/readings/section_loops.h>
+#include <broadcast/table_ids.h>
 
 #include <utility>
 
@@ -71,7 +72,7 @@ bool sent_pmts::is_expected(std::uint16_t service_id, std::uint16_t pid) const {
 
 void sent_pmts::take(const std::uint8_t* section, std::size_t size,
                      std::optional<std::uint16_t> pid, std::optional<double> seconds) {
-    const bool is_pmt = size >= PMT_HEADER_SIZE && section[0] == PMT_TABLE_ID;
+    const bool is_pmt = size >= PMT_HEADER_SIZE && section[0] == table_ids::pmt;
     if (!stream_ || !pid || !is_pmt || !psi_get_current(section)) return;
     const std::uint16_t service_id = pmt_get_program(section);
     if (!is_expected(service_id, *pid)) return;

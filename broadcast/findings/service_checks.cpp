@@ -1,6 +1,7 @@
 #include "service_checks.h"
 
 #include <broadcast/programme.h>
+#include <broadcast/table_ids.h>
 
 #include <string>
 #include <utility>
@@ -8,7 +9,6 @@
 #include "wording.h"
 
 extern "C" {
-#include <bitstream/dvb/si.h>
 #include <bitstream/mpeg/psi.h>
 }
 
@@ -29,8 +29,8 @@ std::string both(std::uint16_t one, std::uint16_t other) {
 
 void service_checks::take(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
-    const bool lists_services = table_id == PAT_TABLE_ID || table_id == SDT_TABLE_ID_ACTUAL;
-    if (!seen.is_new || !(lists_services || table_id == NIT_TABLE_ID_ACTUAL)) return;
+    const bool lists_services = table_id == table_ids::pat || table_id == table_ids::sdt_actual;
+    if (!seen.is_new || !(lists_services || table_id == table_ids::nit_actual)) return;
     if (lists_services && psi_get_current(seen.bytes)) note_version(seen);
     services_.take(seen);
 }

@@ -21,9 +21,8 @@ constexpr double pcr_wrap = static_cast<double>(std::uint64_t{1} << 33) / 90'000
 constexpr double slack = 1e-6;
 
 // Between PCRs time is counted in packets, which says little of a stream without a steady rate. So
-// PCRs that do not come are missed only after so many seconds, and looked for so often.
+// PCRs that do not come are missed only after so many seconds.
 constexpr double certainly_late = 1;
-constexpr double look_every = 0.5;
 
 }  // namespace
 
@@ -118,14 +117,13 @@ void stream_faults::take(const section_feed::clock_reference& reference) {
 }
 
 void stream_faults::packets_passed() {
-    const std::optional<double> now = to_.now().seconds;
-    if (!now || *now < next_look_ || to_.now().number < next_packet_) return;
-    next_look_ = *now + look_every;
-    next_packet_ = to_.now().number + last_references_.size();
+    if (!pace_.is_due(to_.now())) return;
+    pace_.reviewed(to_.now(), last_references_.size());
+    const double now = *to_.now().seconds;
     for (auto& [pid, last] : last_references_) {
-        if (last.is_late || !last.seconds || *now - *last.seconds <= certainly_late) continue;
+        if (last.is_late || !last.seconds || now - *last.seconds <= certainly_late) continue;
         last.is_late = true;
-        const double since = *now - *last.seconds;
+        const double since = now - *last.seconds;
         to_.begins({finding_kind::pcr_rare, {pid, {}, 0}, since, {}, {}},
                    [&, of = pid] { return rare_words(of, since); });
     }

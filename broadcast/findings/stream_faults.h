@@ -7,6 +7,7 @@
 #include <string>
 
 #include "ledger.h"
+#include "review_pace.h"
 
 namespace orvix::broadcast {
 
@@ -34,9 +35,7 @@ private:
 
     ledger& to_;
     std::map<std::uint16_t, last_reference> last_references_;  ///< by PID
-    double next_look_ = 0;                                     ///< in seconds
-    // A look takes as long as so many packets do, and waits for them, whatever the clock says.
-    std::uint64_t next_packet_ = 0;
+    review_pace pace_;
 };
 
 }  // namespace orvix::broadcast

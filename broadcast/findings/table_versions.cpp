@@ -1,5 +1,7 @@
 #include "table_versions.h"
 
+#include <broadcast/table_ids.h>
+
 #include <algorithm>
 #include <string_view>
 #include <utility>
@@ -21,20 +23,11 @@ constexpr unsigned int sections_of_a_segment = 8;
 // When one section has come so often, the others of its table have had two rounds to come in.
 constexpr unsigned int times_to_miss_another = 3;
 
-bool is_eit(std::uint8_t table_id) {
-    return table_id >= EIT_TABLE_ID_PF_ACTUAL && table_id <= EIT_TABLE_ID_SCHED_OTHER_LAST;
-}
-bool is_schedule(std::uint8_t table_id) {
-    return is_eit(table_id) && table_id >= EIT_TABLE_ID_SCHED_ACTUAL_FIRST;
-}
-
 /// What tells it from the same table of another transport stream.
 std::uint32_t stream_of(const std::uint8_t* section) {
     const std::uint8_t table_id = section[0];
-    if (table_id == SDT_TABLE_ID_ACTUAL || table_id == SDT_TABLE_ID_OTHER) {
-        return sdt_get_onid(section);
-    }
-    if (!is_eit(table_id)) return 0;
+    if (table_ids::is_sdt(table_id)) return sdt_get_onid(section);
+    if (!table_ids::is_eit(table_id)) return 0;
     return std::uint32_t{eit_get_onid(section)} << 16 | eit_get_tsid(section);
 }
 
@@ -52,7 +45,7 @@ finding_subject subject_of(const sighting& seen) {
     about.pid = seen.where.pid;
     about.item = table_id;
     const std::uint16_t extension = psi_get_tableidext(seen.bytes);
-    if (table_id == PMT_TABLE_ID || is_eit(table_id)) {
+    if (table_id == table_ids::pmt || table_ids::is_eit(table_id)) {
         about.service_id = extension;
     } else {
         about.item |= std::uint64_t{extension} << 8;
@@ -64,7 +57,7 @@ finding_subject subject_of(const sighting& seen) {
 
 void table_versions::take(const sighting& seen) {
     const bool has_version = seen.size >= PSI_HEADER_SIZE_SYNTAX1 && psi_get_syntax(seen.bytes) &&
-                             seen.bytes[0] != TOT_TABLE_ID;
+                             seen.bytes[0] != table_ids::tot;
     if (!has_version || seen.where.crc_error) return;
     if (!psi_get_current(seen.bytes)) return take_not_yet_valid(seen);
     check_number(seen);
@@ -160,7 +153,7 @@ void table_versions::look_for_missing(table& known, const sighting& seen) {
     ++times->second;
     if (times->second != times_to_miss_another || known.has_missed) return;
 
-    const bool by_segment = is_schedule(seen.bytes[0]);
+    const bool by_segment = table_ids::is_schedule(seen.bytes[0]);
     const unsigned int first =
         by_segment ? number / sections_of_a_segment * sections_of_a_segment : 0;
     const unsigned int last =

@@ -1,6 +1,7 @@
 #include "table_watch.h"
 
 #include <broadcast/programs.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <utility>
@@ -16,10 +17,6 @@ extern "C" {
 namespace orvix::broadcast {
 
 namespace {
-
-constexpr std::uint8_t ait_table_id = 0x74;
-constexpr std::uint8_t first_schedule = 0x50;  // of this transport stream
-constexpr std::uint8_t last_schedule = 0x5F;
 
 // Eight segments of three hours, of eight sections each (TR 101 211 4.1.4).
 constexpr unsigned int sections_of_a_segment = 8;
@@ -41,24 +38,25 @@ constexpr double counted_slack = 0.1;
 std::optional<table_watch::interval> table_watch::interval_of(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
     switch (table_id) {
-        case PAT_TABLE_ID:
+        case table_ids::pat:
             return interval::pat;
-        case PMT_TABLE_ID:
+        case table_ids::pmt:
             return interval::pmt;
-        case NIT_TABLE_ID_ACTUAL:
+        case table_ids::nit_actual:
             return interval::nit;
-        case SDT_TABLE_ID_ACTUAL:
+        case table_ids::sdt_actual:
             return interval::sdt;
-        case EIT_TABLE_ID_PF_ACTUAL:
+        case table_ids::present_following_actual:
             return interval::eit;
-        case TDT_TABLE_ID:
-        case TOT_TABLE_ID:
+        case table_ids::tdt:
+        case table_ids::tot:
             return interval::clock;
-        case ait_table_id:
+        case table_ids::ait:
             return interval::ait;
         default:
-            if (table_id < first_schedule || table_id > last_schedule) return std::nullopt;
-            return table_id == first_schedule && psi_get_section(seen.bytes) < sections_of_a_day
+            if (!table_ids::is_schedule_actual(table_id)) return std::nullopt;
+            return table_id == table_ids::first_schedule_actual &&
+                           psi_get_section(seen.bytes) < sections_of_a_day
                        ? interval::schedule_today
                        : interval::schedule_later;
     }
@@ -265,8 +263,7 @@ void table_watch::tell_interval(const key& k, double seconds) const {
 void table_watch::forget_what_is_gone(key k, const sighting& seen) {
     constexpr unsigned int last_of_all = 0xFF;
     const unsigned int section_number = k.section_number;
-    const bool is_schedule = k.table_id >= first_schedule && k.table_id <= last_schedule;
-    if (is_schedule) {
+    if (table_ids::is_schedule_actual(k.table_id)) {
         const unsigned int segment_end = section_number | (sections_of_a_segment - 1);
         const unsigned int last = eit_get_segment_last_sec_number(seen.bytes);
         k.section_number = static_cast<std::uint8_t>(std::max(last, section_number));
@@ -361,7 +358,7 @@ void table_watch::look_for_unexpected(double now) {
         ++looked_at;
         const std::uint16_t pid = *stream_->known_programs.pmt_pid_of(service_id);
         const bool has_come =
-            entries_.count({interval::pmt, false, pid, PMT_TABLE_ID, service_id, 0}) != 0;
+            entries_.count({interval::pmt, false, pid, table_ids::pmt, service_id, 0}) != 0;
         if (!has_come) await_table({interval::pmt, true, 0, 0, service_id, 0}, now);
     });
     next_review_ = to_.now().number + looked_at;

@@ -1,6 +1,7 @@
 #include "wording.h"
 
 #include <broadcast/names.h>
+#include <broadcast/table_ids.h>
 
 #include <algorithm>
 #include <array>
@@ -8,7 +9,6 @@
 #include <cstdio>
 
 extern "C" {
-#include <bitstream/dvb/si.h>
 #include <bitstream/mpeg/psi.h>
 }
 
@@ -60,14 +60,11 @@ std::string table(std::uint32_t table_id) {
 
 std::string table_of(const std::uint8_t* section) {
     const std::uint8_t table_id = section[0];
-    const bool is_eit =
-        table_id >= EIT_TABLE_ID_PF_ACTUAL && table_id <= EIT_TABLE_ID_SCHED_OTHER_LAST;
-    const bool is_schedule = is_eit && table_id >= EIT_TABLE_ID_SCHED_ACTUAL_FIRST;
     std::string name = "the " + table(table_id);
-    if (table_id == PMT_TABLE_ID || is_eit) {
+    if (table_id == table_ids::pmt || table_ids::is_eit(table_id)) {
         name += " of " + service(psi_get_tableidext(section));
     }
-    if (is_schedule) name += " (table_id " + hex(table_id, 2) + ")";
+    if (table_ids::is_schedule(table_id)) name += " (table_id " + hex(table_id, 2) + ")";
     return name;
 }
 

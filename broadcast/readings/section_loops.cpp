@@ -1,5 +1,7 @@
 #include "section_loops.h"
 
+#include <broadcast/table_ids.h>
+
 #include <algorithm>
 
 extern "C" {
@@ -18,35 +20,35 @@ public:
 
     section_loops find() {
         switch (section_[0]) {
-            case PAT_TABLE_ID:
+            case table_ids::pat:
                 records(body_.behind(PAT_HEADER_SIZE), PAT_PROGRAM_SIZE, nullptr);
                 break;
-            case PMT_TABLE_ID:
+            case table_ids::pmt:
                 if (body_.size() < PMT_HEADER_SIZE) return ends_early();
                 table_descriptors(PMT_HEADER_SIZE, pmt_get_desclength(section_));
                 records(behind_descriptors(PMT_HEADER_SIZE), PMT_ES_SIZE, pmtn_get_desclength);
                 break;
-            case NIT_TABLE_ID_ACTUAL:
-            case NIT_TABLE_ID_OTHER:
+            case table_ids::nit_actual:
+            case table_ids::nit_other:
                 if (body_.size() < NIT_HEADER_SIZE) return ends_early();
                 table_descriptors(NIT_HEADER_SIZE, nit_get_desclength(section_));
                 counted_records(NIT_TS_SIZE, nitn_get_desclength);
                 break;
-            case SDT_TABLE_ID_ACTUAL:
-            case SDT_TABLE_ID_OTHER:
+            case table_ids::sdt_actual:
+            case table_ids::sdt_other:
                 if (body_.size() < SDT_HEADER_SIZE) return ends_early();
                 records(body_.behind(SDT_HEADER_SIZE), SDT_SERVICE_SIZE, sdtn_get_desclength);
                 break;
-            case ait_table_id:
+            case table_ids::ait:
                 if (body_.size() < ait_header_size) return ends_early();
                 table_descriptors(ait_header_size, descs_get_length(section_ + 8));
                 counted_records(ait_application_size, application_descriptors_length);
                 break;
-            case TDT_TABLE_ID:
+            case table_ids::tdt:
                 // It has no CRC_32.
                 if (body_.size() + PSI_CRC_SIZE < TDT_HEADER_SIZE) return ends_early();
                 break;
-            case TOT_TABLE_ID:
+            case table_ids::tot:
                 if (body_.size() < TOT_HEADER_SIZE) return ends_early();
                 table_descriptors(TOT_HEADER_SIZE, tot_get_desclength(section_));
                 break;
@@ -61,7 +63,6 @@ private:
     using descriptors_length = std::uint16_t (*)(const std::uint8_t*);
 
     // biTStream has no AIT (ETSI TS 102 809 5.3.4.6).
-    static constexpr std::uint8_t ait_table_id = 0x74;
     static constexpr std::size_t ait_header_size = PSI_HEADER_SIZE_SYNTAX1 + 2;
     static constexpr std::size_t ait_application_size = 9;
     static std::uint16_t application_descriptors_length(const std::uint8_t* entry) {

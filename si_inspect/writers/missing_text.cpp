@@ -1,6 +1,7 @@
 #include "writers/missing_text.h"
 
 #include <broadcast/names.h>
+#include <broadcast/table_ids.h>
 #include <broadcast/times.h>
 
 #include "writers/hex.h"
@@ -14,10 +15,10 @@ namespace {
 constexpr std::size_t most_lines = 100;
 
 std::string table_of(const missing_part& part) {
-    constexpr std::uint8_t present_following = 0x4E;
     const std::string_view kind = names::table_kind(part.table_id);
     if (kind == "eit") {
-        return part.table_id == present_following ? "EIT present/following" : "EIT schedule";
+        return table_ids::is_present_following(part.table_id) ? "EIT present/following"
+                                                              : "EIT schedule";
     }
     std::string upper(kind);
     for (char& c : upper) c = static_cast<char>(c - 'a' + 'A');
@@ -51,8 +52,7 @@ std::string in_words(const missing_part& part, std::optional<std::int64_t> clock
         words += " of service " + hex_number(*part.service_id, 4) + " (" +
                  std::to_string(*part.service_id) + ')';
     }
-    constexpr std::uint8_t first_schedule = 0x50;
-    const bool is_schedule = part.table_id >= first_schedule;
+    const bool is_schedule = table_ids::is_schedule(part.table_id);
     if (part.is_all) {
         return is_schedule ? words + ": all of table " + hex_number(part.table_id, 2) : words;
     }
