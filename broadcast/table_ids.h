@@ -3,7 +3,8 @@
 #include <cstdint>
 
 /// The table_ids of what receivers decode (ISO/IEC 13818-1 table 2-31, EN 300 468 table 2, ABNT NBR
-/// 15603-2; the AIT's: TS 102 809 5.3.4.6). "Actual" is the transport stream that carries the table.
+/// 15603-2; the AIT's: TS 102 809 5.3.4.6). "Actual" is the transport stream that carries the
+/// table.
 namespace orvix::broadcast::table_ids {
 
 constexpr std::uint8_t pat = 0x00;

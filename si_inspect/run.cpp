@@ -28,11 +28,11 @@
 #include "views/page_view.h"
 #include "views/services_view.h"
 #include "views/tables_view.h"
-#include "writers/html_writer.h"
-#include "writers/json_writer.h"
+#include "writers/html/html_writer.h"
+#include "writers/json/json_writer.h"
 #include "writers/m3u_writer.h"
 #include "writers/sections_writer.h"
-#include "writers/text_writer.h"
+#include "writers/text/text_writer.h"
 #include "writers/xmltv_writer.h"
 
 namespace orvix::si_inspect {

@@ -7,7 +7,7 @@
 
 #include "display.h"
 #include "writers/fields.h"
-#include "writers/missing_text.h"
+#include "writers/text/missing_text.h"
 
 namespace orvix::si_inspect {
 

@@ -6,20 +6,20 @@
 #include <optional>
 #include <vector>
 
-#include "application_checks.h"
-#include "broadcast_clock.h"
-#include "component_checks.h"
-#include "event_announcements.h"
-#include "event_checks.h"
+#include "events/event_announcements.h"
+#include "events/event_checks.h"
 #include "ledger.h"
-#include "network_checks.h"
-#include "pid_watch.h"
-#include "receiver_checks.h"
-#include "sent_pmts.h"
-#include "service_checks.h"
-#include "stream_faults.h"
-#include "table_versions.h"
-#include "table_watch.h"
+#include "receiver/receiver_checks.h"
+#include "services/application_checks.h"
+#include "services/component_checks.h"
+#include "services/network_checks.h"
+#include "services/sent_pmts.h"
+#include "services/service_checks.h"
+#include "stream/broadcast_clock.h"
+#include "stream/pid_watch.h"
+#include "stream/stream_faults.h"
+#include "stream/table_versions.h"
+#include "stream/table_watch.h"
 
 namespace orvix::broadcast {
 

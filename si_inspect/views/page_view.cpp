@@ -3,7 +3,7 @@
 #include <broadcast/bit_rates.h>
 #include <broadcast/names.h>
 
-#include "writers/missing_text.h"
+#include "writers/text/missing_text.h"
 
 namespace orvix::si_inspect {
 

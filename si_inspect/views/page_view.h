@@ -14,8 +14,8 @@
 #include "options.h"
 #include "passing_time.h"
 #include "views/view.h"
-#include "writers/page.h"
-#include "writers/table_texts.h"
+#include "writers/html/page.h"
+#include "writers/text/table_texts.h"
 #include "writers/writer.h"
 
 namespace orvix::si_inspect {

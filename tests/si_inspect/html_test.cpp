@@ -1,4 +1,4 @@
-#include "writers/html.h"
+#include "writers/html/html.h"
 
 #include <gtest/gtest.h>
 
