@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "lines.h"
 #include "tool.h"
 
 namespace orvix::test {
@@ -33,13 +34,6 @@ words as_text(const words& more = {}) {
 words as_json(words more = {}) {
     more.insert(more.begin(), {"--format", "json"});
     return as_text(more);
-}
-
-std::vector<json> lines_of(const std::string& text) {
-    std::vector<json> lines;
-    std::istringstream from(text);
-    for (std::string line; std::getline(from, line);) lines.push_back(json::parse(line));
-    return lines;
 }
 
 /// A packet for each hundredth of a second, with a PCR each 40 ms; the SDT comes every 2.5 s, but
@@ -141,7 +135,8 @@ TEST(FindingsAsText, TellOfBareSectionsByTheirNumber) {
 }
 
 TEST(FindingsAsJson, AreALineForEach) {
-    const json found = only("sdt_rare", lines_of(read(as_json(), {with_rare_sdt().stream()}).out));
+    const json found =
+        only("sdt_rare", objects_of(read(as_json(), {with_rare_sdt().stream()}).out));
     EXPECT_EQ(found, json::parse(R"({
         "finding": "sdt_rare", "severity": "error", "pid": 17, "service_id": null, "count": 8,
         "first": {"packet": 224, "seconds": 2.24, "time_iso": null},
@@ -152,7 +147,7 @@ TEST(FindingsAsJson, AreALineForEach) {
 
 TEST(FindingsAsJson, AreTheMostSevereFirst) {
     std::vector<std::string> severities;
-    for (const json& line : lines_of(read(as_json(), {with_rare_sdt().stream()}).out)) {
+    for (const json& line : objects_of(read(as_json(), {with_rare_sdt().stream()}).out)) {
         severities.push_back(line.at("severity"));
     }
     std::vector<std::string> sorted = severities;
@@ -169,7 +164,7 @@ TEST(FindingsAsJson, FollowTheSchema) {
     std::string lines = si_inspect(as_json(), {with_rare_sdt().stream()}).out;  // live
     lines += read(as_json(), {with_rare_sdt().stream(), without_clock().stream()}).out;
     lines += read(as_json({"--sections"}), {pat({0, 0})}).out;
-    ASSERT_GT(lines_of(lines).size(), 5u);
+    ASSERT_GT(objects_of(lines).size(), 5u);
     const std::string file = folder.file("lines", bytes(lines.begin(), lines.end()));
     const std::string command =
         std::string("'") + VALIDATE_LINES + "' '" + SCHEMA + "' <'" + file + "' >/dev/null";
@@ -179,7 +174,7 @@ TEST(FindingsAsJson, FollowTheSchema) {
 TEST(LiveFindings, AreToldWhenTheyBeginAndWhenTheyHaveEnded) {
     const outcome result = si_inspect(as_json(), {with_rare_sdt().stream()});
     std::vector<std::string> states;
-    for (const json& line : lines_of(result.out)) {
+    for (const json& line : objects_of(result.out)) {
         if (line.at("finding") == "sdt_rare") states.push_back(line.value("state", "told"));
     }
     EXPECT_THAT(states, ElementsAre("begins", "told"));
@@ -200,7 +195,7 @@ TEST(LiveFindings, EndWhenTheyHaveNotComeForTenSeconds) {
         }
     }
     std::vector<std::string> states;
-    for (const json& line : lines_of(si_inspect(as_json(), {stream.stream()}).out)) {
+    for (const json& line : objects_of(si_inspect(as_json(), {stream.stream()}).out)) {
         if (line.at("finding") == "continuity") states.push_back(line.value("state", "told"));
     }
     EXPECT_THAT(states, ElementsAre("begins", "ends", "told"));

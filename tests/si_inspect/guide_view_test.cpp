@@ -6,9 +6,9 @@
 
 #include <cstdlib>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
 #include "display.h"
+#include "lines.h"
 #include "tool.h"
 
 namespace orvix::test {
@@ -21,13 +21,6 @@ using testing::HasSubstr;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream from(text);
-    for (std::string line; std::getline(from, line);) lines.push_back(line);
-    return lines;
-}
 
 bytes schedule(const bytes& events, std::uint16_t service_id = hd_service) {
     return eit_section({0x50, service_id, multiplex_id, multiplex_id, 0, 0x50}, events);
@@ -49,11 +42,7 @@ std::vector<std::string> text_of(const bytes& sections) {
     return lines_of(shown(sections, {"--quiet"}).out);
 }
 std::vector<json> json_of(const bytes& sections) {
-    std::vector<json> programmes;
-    for (const std::string& line : lines_of(shown(sections, {"--quiet", "--format", "json"}).out)) {
-        programmes.push_back(json::parse(line));
-    }
-    return programmes;
+    return objects_of(shown(sections, {"--quiet", "--format", "json"}).out);
 }
 
 TEST(GuideAsText, OfTheSampleIsThis) {

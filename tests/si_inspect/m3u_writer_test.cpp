@@ -6,8 +6,8 @@
 
 #include <regex>
 #include <set>
-#include <sstream>
 
+#include "lines.h"
 #include "tool.h"
 
 namespace orvix::test {
@@ -19,13 +19,6 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
-
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream from(text);
-    for (std::string line; std::getline(from, line);) lines.push_back(line);
-    return lines;
-}
 
 outcome shown(const bytes& sections, std::vector<std::string> arguments = {},
               const std::string& address = "http://tv.local/{service_id}") {

@@ -10,8 +10,8 @@
 #include <array>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
-#include <sstream>
 
+#include "lines.h"
 #include "tool.h"
 
 namespace orvix::test {
@@ -25,24 +25,13 @@ using testing::IsEmpty;
 using testing::Not;
 using testing::StartsWith;
 
-std::vector<std::string> lines_of(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream from(text);
-    for (std::string line; std::getline(from, line);) lines.push_back(line);
-    return lines;
-}
-
 outcome shown(const stream_writer& stream, std::vector<std::string> arguments = {}) {
     arguments.insert(arguments.begin(), {"--show", "services"});
     return si_inspect(arguments, {stream.stream()});
 }
 std::string text_of(const stream_writer& stream) { return shown(stream, {"--quiet"}).out; }
 std::vector<json> json_of(const stream_writer& stream) {
-    std::vector<json> services;
-    for (const std::string& line : lines_of(shown(stream, {"--quiet", "--format", "json"}).out)) {
-        services.push_back(json::parse(line));
-    }
-    return services;
+    return objects_of(shown(stream, {"--quiet", "--format", "json"}).out);
 }
 
 /// What comes until there is `sought`, or all.

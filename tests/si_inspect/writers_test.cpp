@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "lines.h"
 #include "tool.h"
 
 namespace orvix::test {
@@ -21,20 +22,9 @@ std::string text_of(const bytes& sections, std::vector<std::string> arguments = 
     return si_inspect(arguments, {sections}).out;
 }
 
-std::vector<std::string> lines_of(const std::string& text) {
-    std::istringstream from(text);
-    std::vector<std::string> lines;
-    for (std::string line; std::getline(from, line);) lines.push_back(line);
-    return lines;
-}
-
 std::vector<json> json_of(const bytes& sections, std::vector<std::string> arguments = {}) {
     arguments.insert(arguments.begin(), {"--format", "json"});
-    std::vector<json> objects;
-    for (const std::string& line : lines_of(text_of(sections, arguments))) {
-        objects.push_back(json::parse(line));
-    }
-    return objects;
+    return objects_of<json>(text_of(sections, arguments));
 }
 
 // --- Text ---
