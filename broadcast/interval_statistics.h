@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "bound.h"
-#include "findings/table_watch.h"
+#include "findings/stream/table_watch.h"
 
 namespace orvix::broadcast {
 
