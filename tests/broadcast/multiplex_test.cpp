@@ -17,7 +17,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 std::string in_hex(std::uint16_t pid) {
-    std::array<char, 8> text;
+    std::array<char, 8> text = {};
     std::snprintf(text.data(), text.size(), "0x%04X", pid);
     return text.data();
 }

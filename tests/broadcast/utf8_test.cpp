@@ -1,6 +1,8 @@
 #include <broadcast/utf8.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
+
 namespace orvix::broadcast {
 namespace {
 
@@ -19,10 +21,10 @@ TEST(Utf8, EveryCharacterIsReadAsItIsWritten) {
         const bool is_surrogate = code >= 0xD800 && code <= 0xDFFF;
         const std::string bytes = encoded(code) + "rest";
         const utf8_character read = first_character(bytes);
-        ASSERT_EQ(read.is_valid, !is_surrogate) << code;
+        ASSERT_EQ(read.is_valid, !is_surrogate) << static_cast<std::uint32_t>(code);
         if (is_surrogate) continue;
         ASSERT_EQ(read.code, code);
-        ASSERT_EQ(read.size, bytes.size() - 4) << code;
+        ASSERT_EQ(read.size, bytes.size() - 4) << static_cast<std::uint32_t>(code);
     }
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <clocale>
+#include <cstdint>
 #include <cwchar>
 
 namespace orvix::si_inspect {
@@ -18,7 +19,8 @@ TEST(Display, AccentedLettersTakeOneColumnAndWideOnesTwo) {
 TEST(Display, WidthsOfEuropeanLettersAreTheCLibrarys) {
     const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const locale_t before = uselocale(utf8);
-    for (wchar_t code = 0xA0; code < 0x0300; ++code) ASSERT_EQ(wcwidth(code), 1) << code;
+    for (wchar_t code = 0xA0; code < 0x0300; ++code)
+        ASSERT_EQ(wcwidth(code), 1) << static_cast<int>(code);
     uselocale(before);
     freelocale(utf8);
 }
@@ -65,7 +67,7 @@ TEST(Display, NamesFromOutsideLoseWhatIsNotPrintable) {
 TEST(Display, CharactersThatReorderOrHideAreNotPrintable) {
     for (const char32_t code : {0x7Fu, 0x80u, 0x9Fu, 0x061Cu, 0x200Bu, 0x200Du, 0x200Eu, 0x200Fu,
                                 0x202Au, 0x202Eu, 0x2060u, 0x2066u, 0x2069u, 0xFEFFu}) {
-        EXPECT_TRUE(is_hidden(code)) << code;
+        EXPECT_TRUE(is_hidden(code)) << static_cast<std::uint32_t>(code);
     }
     EXPECT_FALSE(is_hidden(U'a'));
     EXPECT_FALSE(is_hidden(U'é'));

@@ -157,7 +157,9 @@ TEST(ServicesAsJson, AreNullWhereTheBroadcastDoesNotSay) {
     stream_writer stream;
     stream.section(0x0000, pat_of_hd_only());
     EXPECT_EQ(shown(stream, {"--quiet", "--format", "json"}).out,
-              R"({"service_id":23584,"number":null,"name":null,"service_type":null,)"
+              R"({"network_id":null,"network_name":null,"transport_stream_id":737,)"
+              R"("original_network_id":null,"ts_name":null,)"
+              R"("service_id":23584,"number":null,"name":null,"service_type":null,)"
               R"("service_type_name":null,"program_map_PID":272,"PCR_PID":null,"streams":null,)"
               R"("applications":null,"present":null,"following":null})"
               "\n");
@@ -198,7 +200,8 @@ TEST(ServicesAsJson, FollowTheSchema) {
     const outcome lines =
         si_inspect({"--show", "services", "--format", "json", "--totals", first, second, SAMPLE});
     ASSERT_EQ(lines_of(lines.out).size(), 6u);
-    EXPECT_THAT(lines.out, StartsWith("{\"file\":\"" + first + "\",\"service_id\":23584,"));
+    EXPECT_THAT(lines.out, StartsWith("{\"file\":\"" + first +
+                                      "\",\"network_id\":null,\"network_name\":null,"));
     const std::string file = folder.file("lines", raw(lines.out));
     const std::string command =
         std::string("'") + VALIDATE_LINES + "' '" + SCHEMA + "' <'" + file + "' >/dev/null";

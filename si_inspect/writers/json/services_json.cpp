@@ -41,6 +41,15 @@ void add_event(json_line& line, std::string_view name, const std::optional<event
     line.end_object();
 }
 
+/// Each line stands for itself, so each says where its service is sent.
+void add_network(json_line& line, const told_services& all) {
+    add(line, "network_id", all.network_id);
+    add(line, "network_name", all.network_name);
+    add(line, "transport_stream_id", all.transport_stream_id);
+    add(line, "original_network_id", all.original_network_id);
+    add(line, "ts_name", all.ts_name);
+}
+
 void add_service(json_line& line, const told_service& service) {
     line("service_id", plain(service.service_id));
     add(line, "number", service.number);
@@ -68,6 +77,7 @@ void write_services(json_line& line, output& to, const std::string& file,
     for (const told_service& service : all.services) {
         line.begin_object();
         if (!file.empty()) line("file", text{file});
+        add_network(line, all);
         add_service(line, service);
         line.end_object();
         line.write(to);
