@@ -2,6 +2,7 @@
 
 #include <broadcast/names.h>
 #include <broadcast/readings/span.h>
+#include <broadcast/table_ids.h>
 
 #include <ctime>
 #include <utility>
@@ -19,12 +20,12 @@ constexpr double time_between_looks = 1;  // seconds
 /// Those of this transport stream whose versions tell something: schedules change all the time.
 bool has_told_version(std::uint8_t table_id) {
     switch (table_id) {
-        case 0x00:  // PAT
-        case 0x02:  // PMT
-        case 0x40:  // NIT, actual network
-        case 0x42:  // SDT, actual transport stream
-        case 0x4E:  // EIT, present and following, actual transport stream
-        case 0x74:  // AIT
+        case table_ids::pat:
+        case table_ids::pmt:
+        case table_ids::nit_actual:
+        case table_ids::sdt_actual:
+        case table_ids::present_following_actual:
+        case table_ids::ait:
             return true;
         default:
             return false;
