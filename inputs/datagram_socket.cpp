@@ -77,6 +77,8 @@ datagram_socket::datagram_socket(const network_address& address)
         if (is_multicast) set(SOL_SOCKET, SO_REUSEADDR, &on, sizeof(on), "SO_REUSEADDR");
         set(SOL_SOCKET, SO_RXQ_OVFL, &on, sizeof(on), "SO_RXQ_OVFL");
         ask_for_buffer();
+        const bool is_v6 = address.at.family() == AF_INET6;
+        if (is_multicast && is_v6 && interface != 0) keep_to(address.interface);
         const socket_address at = with_scope(address.at, interface);
         if (bind(descriptor_, at.get(), at.size) != 0) fail("bind");
         if (is_multicast) join(address, interface);
@@ -92,6 +94,14 @@ void datagram_socket::set(int level, int option, const void* value, std::size_t 
                           const char* what) const {
     const auto length = static_cast<socklen_t>(size);
     if (setsockopt(descriptor_, level, option, value, length) != 0) fail(what);
+}
+
+/// A group of IPv6 comes by any interface to whoever has joined it on one; one of IPv4 does not.
+void datagram_socket::keep_to(const std::string& interface) const {
+    const auto size = static_cast<socklen_t>(interface.size());
+    if (setsockopt(descriptor_, SOL_SOCKET, SO_BINDTODEVICE, interface.data(), size) == 0) return;
+    // Before Linux 5.7 this takes a privilege, and the group comes by all interfaces.
+    if (errno != EPERM) fail("SO_BINDTODEVICE");
 }
 
 void datagram_socket::join(const network_address& address, unsigned int interface) {

@@ -34,6 +34,7 @@ public:
 private:
     struct batch;
 
+    void keep_to(const std::string& interface) const;
     void join(const network_address& address, unsigned int interface);
     void ask_for_buffer();
     void set(int level, int option, const void* value, std::size_t size, const char* what) const;

@@ -45,10 +45,12 @@ bool loopback_goes_up() {
 }
 
 /// Groups of IPv6 do not come by the loopback.
-bool has_wire() {
-    return std::system(
-               "ip link add wire type veth peer name end && ip link set wire up && "
-               "ip link set end up && ip address add fe80::7/64 dev wire nodad") == 0;
+bool has_wire(const std::string& name = "wire") {
+    const std::string end = name + "_end";
+    return std::system(("ip link add " + name + " type veth peer name " + end + " && ip link set " +
+                        name + " up && ip link set " + end +
+                        " up && ip address add fe80::7/64 dev " + name + " nodad")
+                           .c_str()) == 0;
 }
 
 /// Runs in a process with a network that has its loopback only.
@@ -72,8 +74,8 @@ protected:
         EXPECT_EQ(WEXITSTATUS(status), 0);
     }
 
-    static bool goes_by_wire(const datagram_sender& to) {
-        const unsigned int index = if_nametoindex("wire");
+    static bool goes_by_wire(const datagram_sender& to, const char* name = "wire") {
+        const unsigned int index = if_nametoindex(name);
         return setsockopt(to.descriptor(), IPPROTO_IPV6, IPV6_MULTICAST_IF, &index,
                           sizeof(index)) == 0;
     }
@@ -152,6 +154,23 @@ TEST_F(Multicast, OfIpv6IsJoinedOnItsInterface) {
         ASSERT_TRUE(goes_by_wire(to));
         ASSERT_TRUE(to.send({0x47, 6}));
         EXPECT_EQ(read(*from), bytes({0x47, 6}));
+    });
+}
+
+TEST_F(Multicast, OfOneGroupOnTwoInterfacesIsTwoStreams) {
+    in_network_of_its_own([] {
+        ASSERT_TRUE(has_wire("one") && has_wire("other"));
+        // One that is valid on its link only, and one that routers pass on.
+        for (const std::string group : {"[ff12::7]:5004", "[ff15::7]:5004"}) {
+            const auto from_one = open_source("udp://" + group + "?interface=one");
+            const auto from_other = open_source("udp://" + group + "?interface=other");
+            const datagram_sender to_one(group);
+            const datagram_sender to_other(group);
+            ASSERT_TRUE(goes_by_wire(to_one, "one") && goes_by_wire(to_other, "other"));
+            ASSERT_TRUE(to_one.send({0x47, 1}) && to_other.send({0x47, 2}));
+            EXPECT_EQ(read(*from_one), bytes({0x47, 1})) << group;
+            EXPECT_EQ(read(*from_other), bytes({0x47, 2})) << group;
+        }
     });
 }
 
