@@ -9,6 +9,10 @@ namespace {
 constexpr std::uint8_t sync_byte = 0x47;
 // What a network holds up for so long will not come.
 constexpr auto longest_hold = std::chrono::milliseconds(100);
+// A group is left when its interface goes, and does not come back with it; the socket is told of
+// neither. No broadcast that is on the air is silent for so long, and routers are not bothered by
+// those that join again so often because theirs is off.
+constexpr auto longest_silence_of_group = std::chrono::seconds(10);
 
 }  // namespace
 
@@ -63,7 +67,12 @@ std::size_t network_source::read(std::uint8_t* to, std::size_t room, clock::time
     return take_pending(to, room);
 }
 
+bool network_source::is_stale() const {
+    return is_multicast_ && clock::now() - last_datagram_ > longest_silence_of_group;
+}
+
 void network_source::receive() {
+    last_datagram_ = clock::now();
     socket_.receive([this](const std::uint8_t* bytes, std::size_t size) {
         payloads_.push(bytes, size, pending_);
     });

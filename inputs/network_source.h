@@ -47,11 +47,13 @@ private:
 class network_source : public source {
 public:
     /// Throws source_error.
-    explicit network_source(const network_address& address) : socket_(address) {}
+    explicit network_source(const network_address& address)
+        : socket_(address), is_multicast_(address.at.is_multicast()) {}
 
     std::size_t read(std::uint8_t* to, std::size_t room, clock::time_point until,
                      int wake) override;
     bool has_ended() const override { return false; }
+    bool is_stale() const override;
     const network_counts* network() const override { return &counts_; }
     std::string notice() const override;
 
@@ -60,6 +62,8 @@ private:
     std::size_t take_pending(std::uint8_t* to, std::size_t room);
 
     datagram_socket socket_;
+    bool is_multicast_;
+    clock::time_point last_datagram_ = clock::now();
     datagram_payloads payloads_;
     network_counts counts_ = {0, 0, 0, {}, socket_.buffer_bytes()};
     std::vector<std::uint8_t> pending_;  ///< what one `receive` yields at most

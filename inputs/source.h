@@ -38,6 +38,9 @@ public:
                              int wake) = 0;
     /// Whether the stream has ended, and nothing comes any more.
     virtual bool has_ended() const = 0;
+    /// Whether it is so silent that who wants more of it opens it anew: a network may have
+    /// forgotten that it wants a group.
+    virtual bool is_stale() const { return false; }
     /// Bytes, of a regular file.
     virtual std::optional<std::uint64_t> size() const { return std::nullopt; }
     /// What the network did; null for what is no network.

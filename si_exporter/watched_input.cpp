@@ -71,6 +71,7 @@ void watched_input::run() {
             const std::unique_ptr<source> from = inputs::open_source(what_.address);
             if (!from->notice().empty()) say(from->notice());
             read_until_end(*from);
+            if (from->is_stale()) continue;
             const bool comes_back = !from->size() && what_.address != "-";
             if (!comes_back) {
                 const std::lock_guard<std::mutex> hold(mutex_);
@@ -94,7 +95,7 @@ void watched_input::read_until_end(source& from) {
         ++link_.opened;
         if (link_.network) before = *link_.network;
     }
-    while (!is_stopping() && !from.has_ended()) {
+    while (!is_stopping() && !from.has_ended() && !from.is_stale()) {
         std::uint8_t* room = nullptr;
         {
             const std::lock_guard<std::mutex> hold(mutex_);

@@ -19,8 +19,8 @@ namespace orvix::si_exporter {
 /// The machine's clocks.
 machine_time now();
 
-/// An input that a thread of its own follows. What goes away is opened again every second; a
-/// regular file is read once.
+/// An input that a thread of its own follows. What goes away is opened again every second, a
+/// group that is silent joined again every ten; a regular file is read once.
 class watched_input {
 public:
     /// Is told, by the input's thread, what a user should know: one line, without the name.
