@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <exception>
 #include <string_view>
 #include <utility>
@@ -15,7 +16,12 @@ namespace {
 
 // One scraper or two, and some that are slow.
 constexpr const char* threads = "8";
-constexpr const char* longest_request_ms = "5000";
+// For a request, and for each piece of an answer.
+constexpr const char* longest_step_ms = "5000";
+// For all pieces of an answer but the last: so long does Prometheus wait, unless told otherwise.
+constexpr auto longest_answer = std::chrono::seconds(10);
+// No more than a socket that takes anything takes at once.
+constexpr std::size_t piece_bytes = 4096;
 // What a scraper sends has a few hundred bytes.
 constexpr const char* most_request_bytes = "8192";
 
@@ -31,41 +37,62 @@ struct answer {
     int status = 200;
     const char* phrase = "OK";
     const char* type = text_page;
-    std::string body;
+    std::shared_ptr<const std::string> body;
 };
+
+std::shared_ptr<const std::string> words(std::string_view text) {
+    return std::make_shared<const std::string>(text);
+}
 
 answer answer_to(const mg_request_info& asked, const http_server::pages& answers) {
     const std::string_view method = asked.request_method;
     const std::string_view path = asked.local_uri;
     if (method != "GET" && method != "HEAD") {
-        return {405, "Method Not Allowed", text_page, "only GET and HEAD\n"};
+        return {405, "Method Not Allowed", text_page, words("only GET and HEAD\n")};
     }
     if (path == "/metrics") return {200, "OK", metrics_page, answers.metrics()};
     if (path == "/health") {
-        if (answers.is_healthy()) return {200, "OK", text_page, "ok\n"};
-        return {503, "Service Unavailable", text_page, "an input is stuck\n"};
+        if (answers.is_healthy()) return {200, "OK", text_page, words("ok\n")};
+        return {503, "Service Unavailable", text_page, words("an input is stuck\n")};
     }
-    if (path == "/") return {200, "OK", "text/html; charset=utf-8", std::string(index_page)};
-    return {404, "Not Found", text_page, "there are /metrics and /health\n"};
+    if (path == "/") return {200, "OK", "text/html; charset=utf-8", words(index_page)};
+    return {404, "Not Found", text_page, words("there are /metrics and /health\n")};
+}
+
+/// What is not read in time is not sent: who waits for it sees by its length that it is missing.
+void write(mg_connection* to, std::string_view body) {
+    const auto end = std::chrono::steady_clock::now() + longest_answer;
+    while (!body.empty() && std::chrono::steady_clock::now() < end) {
+        const std::string_view piece = body.substr(0, piece_bytes);
+        const bool is_sent =
+            mg_write(to, piece.data(), piece.size()) == static_cast<int>(piece.size());
+        if (!is_sent) return;
+        body.remove_prefix(piece.size());
+    }
 }
 
 /// Returns the status that was sent.
 int handle(mg_connection* connection) {
     const auto* const asked = mg_get_request_info(connection);
     const auto& answers = *static_cast<const http_server::pages*>(asked->user_data);
+    // Nor is a body waited for that a request has no use for.
+    mg_disable_connection_keep_alive(connection);
     answer a;
+    std::string_view body;
     try {
         a = answer_to(*asked, answers);
+        body = *a.body;
     } catch (const std::exception&) {
-        a = {500, "Internal Server Error", text_page, "out of memory\n"};
+        a = {500, "Internal Server Error", text_page, nullptr};
+        body = "out of memory\n";
     }
     mg_printf(connection,
               "HTTP/1.1 %d %s\r\nContent-Type: %s\r\nContent-Length: %zu\r\n%s"
               "Connection: close\r\n\r\n",
-              a.status, a.phrase, a.type, a.body.size(),
+              a.status, a.phrase, a.type, body.size(),
               a.status == 405 ? "Allow: GET, HEAD\r\n" : "");
     const bool is_head = std::string_view(asked->request_method) == "HEAD";
-    if (!is_head) mg_write(connection, a.body.data(), a.body.size());
+    if (!is_head) write(connection, body);
     return a.status;
 }
 
@@ -82,11 +109,10 @@ std::string port_option(const std::string& address) {
                          port.find_first_not_of("0123456789") == std::string::npos &&
                          std::stoul(port) <= last_port;
     if (!is_port) return {};
-    if (colon == 0) return '+' + port;  // of IPv4 and IPv6
     // More than one address would come behind a comma, and a letter behind the port has a meaning.
-    const bool is_one =
-        address.find_first_not_of("0123456789abcdefABCDEF.:[]") == std::string::npos;
-    return is_one ? address : std::string();
+    const bool is_one = address.find_first_not_of("0123456789.") == colon;
+    if (!is_one) return {};
+    return colon == 0 ? port : address;
 }
 
 }  // namespace
@@ -99,14 +125,17 @@ struct http_server::server {
 http_server::http_server(const std::string& address, pages answers)
     : server_(std::make_unique<server>()) {
     server_->answers = std::move(answers);
+    if (address.find('[') != std::string::npos) {
+        throw http_error("'" + address + "': only IPv4, because libcivetweb is built without IPv6");
+    }
     const std::string port = port_option(address);
     if (port.empty()) {
-        throw http_error("'" + address + "' is not like 127.0.0.1:9879, [::1]:9879 or :9879");
+        throw http_error("'" + address + "' is not like 127.0.0.1:9879 or :9879");
     }
     // Name and value in turn.
     std::vector<const char*> options = {"listening_ports", port.c_str()};
     options.insert(options.end(), {"num_threads", threads});
-    options.insert(options.end(), {"request_timeout_ms", longest_request_ms});
+    options.insert(options.end(), {"request_timeout_ms", longest_step_ms});
     options.insert(options.end(), {"max_request_size", most_request_bytes});
     options.push_back(nullptr);
     mg_callbacks callbacks = {};

@@ -15,16 +15,16 @@ public:
 
 /// Answers GET and HEAD of /metrics, /health and /, on threads of its own.
 ///
-/// Whoever is slow, sends too much or nonsense costs one of a few threads for a few seconds, and no
-/// memory beside.
+/// Whoever is slow to ask or to read, sends too much or nonsense costs one of a few threads for
+/// less than a quarter of a minute, and no memory beside.
 class http_server {
 public:
     struct pages {
-        std::function<std::string()> metrics;
+        std::function<std::shared_ptr<const std::string>()> metrics;
         std::function<bool()> is_healthy;
     };
-    /// `address` is "ADDRESS:PORT"; without an ADDRESS, all of this machine's. PORT 0 is a free
-    /// one. Throws http_error.
+    /// `address` is "ADDRESS:PORT" of IPv4; without an ADDRESS, all of this machine's. PORT 0 is a
+    /// free one. Throws http_error.
     http_server(const std::string& address, pages answers);
     ~http_server();
     http_server(const http_server&) = delete;

@@ -2,6 +2,8 @@
 
 #include <broadcast/names.h>
 #include <broadcast/utf8.h>
+#include <prometheus/metric_family.h>
+#include <prometheus/text_serializer.h>
 
 #include <array>
 #include <cstdio>
@@ -38,6 +40,7 @@ enum metric : std::size_t {
     rtp_late,
     rtp_duplicates,
     rtp_restarts,
+    damaged_packets,
     packets,
     pid_bytes,
     continuity_errors,
@@ -95,6 +98,8 @@ constexpr std::array<metric_row, metrics> rows = {{
     {"isdb_rtp_duplicates_total", MetricType::Counter, "Datagrams of RTP that had come before."},
     {"isdb_rtp_restarts_total", MetricType::Counter,
      "How often the numbers of RTP went on elsewhere, or another sender came."},
+    {"isdb_damaged_packets_total", MetricType::Counter,
+     "Packets with transport_error_indicator, whatever PID they show."},
     {"isdb_packets_total", MetricType::Counter, "Packets by PID."},
     {"isdb_pid_bytes_total", MetricType::Counter, "Bytes of packets by PID."},
     {"isdb_continuity_errors_total", MetricType::Counter,
@@ -132,10 +137,20 @@ constexpr std::array<metric_row, metrics> rows = {{
 
 using labels = std::vector<ClientMetric::Label>;
 
-/// The families of a scrape, and what is added to them for one input.
+/// The rows, without help.
+std::vector<MetricFamily> without_samples() {
+    std::vector<MetricFamily> all(metrics);
+    for (std::size_t i = 0; i < metrics; ++i) {
+        all[i].name = rows[i].name;
+        all[i].type = rows[i].type;
+    }
+    return all;
+}
+
+/// What one input shows.
 class samples {
 public:
-    samples(std::vector<MetricFamily>& to, std::string input) : to_(to), input_(std::move(input)) {}
+    explicit samples(std::string input) : input_(std::move(input)) {}
 
     void add(metric of, double value, labels more = {}) {
         ClientMetric& sample = append(of, std::move(more));
@@ -160,15 +175,17 @@ public:
     }
     void info(metric of, labels more) { add(of, 1.0, std::move(more)); }
 
+    std::vector<MetricFamily> take() { return std::move(all_); }
+
 private:
     ClientMetric& append(metric of, labels more) {
         ClientMetric sample;
         sample.label.push_back({"input", input_});
         for (ClientMetric::Label& label : more) sample.label.push_back(std::move(label));
-        return to_[of].metric.emplace_back(std::move(sample));
+        return all_[of].metric.emplace_back(std::move(sample));
     }
 
-    std::vector<MetricFamily>& to_;
+    std::vector<MetricFamily> all_ = without_samples();
     std::string input_;
 };
 
@@ -200,15 +217,23 @@ void add_stream(samples& to, const monitor& of, machine_time now) {
     to.add(received_bytes, of.bytes());
     to.add(skipped_bytes, of.stream().reader().skipped_bytes());
     to.add(sync_losses, of.stream().reader().sync_losses());
-    const section_feed::stream_counts& counts = of.stream().counts();
+}
+
+/// The PID of a damaged packet is noise: where reception fades all 8192 come, and would stay.
+void add_pids(samples& to, const section_feed::stream_counts& counts) {
+    std::uint64_t damaged = 0;
     for (const std::uint16_t pid : counts.pids()) {
         const section_feed::packet_counts& of_pid = counts.of(pid);
+        damaged += of_pid.transport_errors;
+        const bool is_sent = of_pid.packets > of_pid.transport_errors;
+        if (!is_sent) continue;
         const labels label = {{"pid", hex(pid)}};
         to.add(packets, of_pid.packets, label);
         to.add(pid_bytes, of_pid.packets * monitor::packet_bytes, label);
         to.add(continuity_errors, of_pid.continuity_errors, label);
         to.add(transport_errors, of_pid.transport_errors, label);
     }
+    to.add(damaged_packets, damaged);
 }
 
 /// "eit_schedule" of "eit_schedule_rare".
@@ -285,14 +310,10 @@ void add_services(samples& to, const monitor& of, machine_time now) {
     }
 }
 
-std::vector<MetricFamily> without_samples() {
-    std::vector<MetricFamily> all(metrics);
-    for (std::size_t i = 0; i < metrics; ++i) {
-        all[i].name = rows[i].name;
-        all[i].help = rows[i].help;
-        all[i].type = rows[i].type;
-    }
-    return all;
+std::string text_of(MetricFamily family) {
+    std::vector<MetricFamily> one(1);
+    one[0] = std::move(family);
+    return prometheus::TextSerializer().Serialize(one);
 }
 
 }  // namespace
@@ -314,33 +335,61 @@ std::string label_text(std::string_view bytes) {
     return text;
 }
 
-void add_metrics(std::vector<MetricFamily>& to, const named_input& what, const monitor& of,
-                 const watched_input::link& link, machine_time now) {
-    samples all(to, what.name);
+std::vector<MetricFamily> metrics_of(const named_input& what, const monitor& of,
+                                     const watched_input::link& link, machine_time now) {
+    samples all(what.name);
     all.info(input_info, {{"address", label_text(what.address)}});
     add_link(all, link);
     add_stream(all, of, now);
+    add_pids(all, of.stream().counts());
     add_tables(all, of);
     add_findings(all, of);
     add_services(all, of, now);
     if (const auto offset = of.clock_offset()) all.add(clock_offset, *offset);
-    for (const bound& b : of.bounds()) {
-        all.add(left_out, b.left_out, {{"what", std::string(b.what)}});
+    for (const auto& [bounded, count] : of.left_out()) {
+        all.add(left_out, count, {{"what", std::string(bounded)}});
     }
+    return all.take();
 }
 
-std::vector<MetricFamily> collect(const std::vector<std::shared_ptr<watched_input>>& inputs) {
-    std::vector<MetricFamily> all = without_samples();
+metrics_page::metrics_page() {
+    std::vector<MetricFamily> heads = without_samples();
+    for (std::size_t i = 0; i < metrics; ++i) heads[i].help = rows[i].help;
     ClientMetric version;
     version.label.push_back({"version", SI_EXPORTER_VERSION});
     version.gauge.value = 1;
-    all[build_info].metric.push_back(std::move(version));
-    for (const auto& input : inputs) {
-        input->look([&](const monitor& of, const watched_input::link& link) {
-            add_metrics(all, input->what(), of, link, now());
-        });
+    heads[build_info].metric.push_back(std::move(version));
+    for (MetricFamily& head : heads) families_.push_back(text_of(std::move(head)));
+}
+
+void metrics_page::add(std::vector<MetricFamily> of_input) {
+    for (std::size_t i = 0; i < metrics; ++i) {
+        if (of_input[i].metric.empty()) continue;
+        const std::string text = text_of(std::move(of_input[i]));
+        // Behind the line that tells the type once more.
+        families_[i].append(text, text.find('\n') + 1);
     }
+}
+
+std::string metrics_page::text() const {
+    std::size_t size = 0;
+    for (const std::string& family : families_) size += family.size();
+    std::string all;
+    all.reserve(size);
+    for (const std::string& family : families_) all += family;
     return all;
+}
+
+std::string page_of(const std::vector<std::shared_ptr<watched_input>>& inputs) {
+    metrics_page page;
+    for (const auto& input : inputs) {
+        std::vector<MetricFamily> shown;
+        input->look([&](const monitor& of, const watched_input::link& link) {
+            shown = metrics_of(input->what(), of, link, now());
+        });
+        page.add(std::move(shown));
+    }
+    return page.text();
 }
 
 }  // namespace orvix::si_exporter

@@ -86,12 +86,13 @@ std::uint64_t monitor::bytes(const told_service& service) const {
     return traffic_.packets(service, stream_.counts()) * packet_bytes;
 }
 
-std::vector<bound> monitor::bounds() const {
-    std::vector<bound> all = {versions_limit_};
-    for (const auto& more : {stream_.bounds(), services_.bounds(), findings_.bounds()}) {
-        all.insert(all.end(), more.begin(), more.end());
+std::map<std::string_view, std::uint64_t> monitor::left_out() const {
+    std::map<std::string_view, std::uint64_t> sums = {
+        {versions_limit_.what, versions_limit_.left_out}};
+    for (const auto& some : {stream_.bounds(), services_.bounds(), findings_.bounds()}) {
+        for (const bound& b : some) sums[b.what] += b.left_out;
     }
-    return all;
+    return sums;
 }
 
 void monitor::finding_changed(const finding& changed) {

@@ -91,8 +91,9 @@ public:
     std::int64_t utc_of(std::time_t broadcast_clock) const;
     /// How far the broadcast's clock was ahead of the machine's, when it was last told.
     std::optional<double> clock_offset() const { return clock_offset_; }
-    /// What exceeded the bounds of what is kept.
-    std::vector<broadcast::bound> bounds() const;
+    /// How much exceeded the bounds of what is kept, by `bound::what`. What both the services and
+    /// the findings leave out counts twice.
+    std::map<std::string_view, std::uint64_t> left_out() const;
 
     // --- broadcast::observer ---
 

@@ -1,7 +1,7 @@
 #include "run.h"
 
 #include <log/orvix_log.h>
-#include <prometheus/text_serializer.h>
+#include <malloc.h>
 #include <systemd/sd-daemon.h>
 
 #include <csignal>
@@ -15,6 +15,7 @@
 #include "input_list.h"
 #include "input_set.h"
 #include "metrics.h"
+#include "shared_page.h"
 
 namespace orvix::si_exporter {
 
@@ -31,6 +32,14 @@ std::vector<named_input> wanted_inputs(const options& how) {
     }
     check_input_list(all);
     return all;
+}
+
+/// A page of a hundred inputs goes back to the system when it has been sent. Otherwise the
+/// allocator raises its threshold, and each thread that has ever made a page keeps the room for
+/// one.
+void return_large_blocks() {
+    constexpr int large = 128 * 1024;
+    mallopt(M_MMAP_THRESHOLD, large);
 }
 
 /// What ends the program and what it listens to; of all threads that begin from now on.
@@ -63,10 +72,6 @@ void reload(const options& how, input_set& inputs) {
     sd_notify(0, "READY=1");
 }
 
-std::string metrics_page(const input_set& inputs) {
-    return prometheus::TextSerializer().Serialize(collect(inputs.all()));
-}
-
 void serve(const options& how, const sigset_t& signals, input_set& inputs) {
     const timespec pause = time_between_looks();
     for (;;) {
@@ -83,13 +88,15 @@ void serve(const options& how, const sigset_t& signals, input_set& inputs) {
 int run(const options& how) {
     // What the receiver's library notes of each section is no concern of a daemon.
     OrvixLog::reporting_level() = OrvixLog::NONE;
+    return_large_blocks();
     const sigset_t signals = block_signals();
     try {
         const std::vector<named_input> wanted = wanted_inputs(how);
         input_set inputs(how.monitoring, [](const std::string& name, const std::string& line) {
             say(name + ": " + line);
         });
-        const http_server server(how.listen_address, {[&inputs] { return metrics_page(inputs); },
+        shared_page metrics([&inputs] { return page_of(inputs.all()); });
+        const http_server server(how.listen_address, {[&metrics] { return metrics.get(); },
                                                       [&inputs] { return inputs.is_healthy(); }});
         inputs.follow(wanted);
         say("listens to port " + std::to_string(server.port()));

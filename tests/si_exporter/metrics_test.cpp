@@ -4,21 +4,22 @@
 #include <gtest/gtest.h>
 #include <metrics.h>
 #include <monitor.h>
-#include <prometheus/text_serializer.h>
 
 #include <algorithm>
 #include <chrono>
 #include <set>
 #include <sstream>
 #include <string>
+#include <vector>
 
 #include "known_broadcast.h"
 
 namespace orvix::test {
 namespace {
 
-using si_exporter::add_metrics;
 using si_exporter::machine_time;
+using si_exporter::metrics_of;
+using si_exporter::metrics_page;
 using si_exporter::monitor;
 using si_exporter::watched_input;
 using testing::Contains;
@@ -51,9 +52,9 @@ protected:
     }
 
     std::vector<std::string> lines() const {
-        std::vector<prometheus::MetricFamily> families = si_exporter::collect({});
-        add_metrics(families, {"tv", "udp://127.0.0.1:5004"}, watched, link, time);
-        std::istringstream text(prometheus::TextSerializer().Serialize(families));
+        metrics_page page;
+        page.add(metrics_of({"tv", "udp://127.0.0.1:5004"}, watched, link, time));
+        std::istringstream text(page.text());
         std::vector<std::string> all;
         for (std::string line; std::getline(text, line);) all.push_back(line);
         return all;
@@ -191,6 +192,28 @@ TEST_F(Metrics, CountWhatIsWrongWithPackets) {
     EXPECT_EQ(value("isdb_continuity_errors_total", "pid=\"0x0111\""), "1");
     EXPECT_EQ(value("isdb_continuity_errors_total", "pid=\"0x0112\""), "0");
     EXPECT_EQ(value("isdb_transport_errors_total", "pid=\"0x0112\""), "1");
+}
+
+TEST_F(Metrics, HaveNoPidOfDamagedPacketsAlone) {
+    stream_writer stream = known_broadcast(1);
+    for (const std::uint16_t pid : std::vector<std::uint16_t>{0x0112, 0x0ABC, 0x0ABC}) {
+        set_transport_error_indicator(stream.packet(pid, false, {}).last_packet());
+    }
+    stream.null_packets(5);
+    read(stream);
+    EXPECT_EQ(value("isdb_damaged_packets_total"), "3");
+    EXPECT_EQ(value("isdb_transport_errors_total", "pid=\"0x0112\""), "1");
+    for (const char* const name : {"isdb_packets_total", "isdb_pid_bytes_total",
+                                   "isdb_continuity_errors_total", "isdb_transport_errors_total"}) {
+        EXPECT_EQ(value(name, "pid=\"0x0ABC\""), "none");
+    }
+
+    stream.packets().clear();
+    stream.packet(0x0ABC, false, {}).null_packets(5);
+    read(stream);
+    EXPECT_EQ(value("isdb_packets_total", "pid=\"0x0ABC\""), "3");
+    EXPECT_EQ(value("isdb_transport_errors_total", "pid=\"0x0ABC\""), "2");
+    EXPECT_EQ(value("isdb_damaged_packets_total"), "3");
 }
 
 TEST_F(Metrics, CountBytesThatAreNoPackets) {
@@ -346,6 +369,47 @@ TEST_F(Metrics, CountWhatTheNetworkDid) {
     EXPECT_EQ(value("isdb_rtp_late_total"), "5");
     EXPECT_EQ(value("isdb_rtp_duplicates_total"), "6");
     EXPECT_EQ(value("isdb_rtp_restarts_total"), "7");
+}
+
+TEST_F(Metrics, StandOnceEachAndTogetherForAllInputs) {
+    read(known_broadcast(4), 4);
+    metrics_page page;
+    for (const char* const name : {"one", "two"}) {
+        page.add(metrics_of({name, "udp://127.0.0.1:5004"}, watched, link, time));
+    }
+    std::istringstream text(page.text());
+    std::set<std::string> seen;
+    std::set<std::string> families;
+    std::string family;
+    for (std::string line; std::getline(text, line);) {
+        EXPECT_TRUE(seen.insert(line.substr(0, line.rfind(' '))).second) << line;
+        if (line.compare(0, 7, "# HELP ") == 0) {
+            family = line.substr(7, line.find(' ', 7) - 7);
+            EXPECT_TRUE(families.insert(family).second) << line;
+        } else if (line[0] != '#') {
+            EXPECT_EQ(line.compare(0, family.size(), family), 0) << line << " in " << family;
+        }
+    }
+    EXPECT_EQ(seen.count("isdb_left_out_total{input=\"two\",what=\"services\"}"), 1u);
+}
+
+TEST_F(Metrics, CountWhatServicesAndFindingsLeaveOutTogether) {
+    constexpr std::uint8_t sections = 6;
+    stream_writer stream;
+    for (std::uint8_t i = 0; i < sections; ++i) {
+        long_header header;
+        header.section_number = i;
+        header.last_section_number = sections - 1;
+        bytes programs;
+        for (std::uint16_t id = 1; id <= 200; ++id) {
+            programs = programs + program(static_cast<std::uint16_t>(i * 200 + id), 0x0100);
+        }
+        stream.section(0x0000, pat_section(1, programs, header));
+    }
+    stream.null_packets(10);
+    read(stream);
+    // Each of the two keeps a thousand.
+    EXPECT_EQ(value("isdb_left_out_total", "what=\"services\""), "400");
 }
 
 TEST_F(Metrics, KeepLabelsWithinUtf8AndALine) {

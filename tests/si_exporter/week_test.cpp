@@ -6,7 +6,6 @@
 #include <live_memory.h>
 #include <log/orvix_log.h>
 #include <metrics.h>
-#include <prometheus/text_serializer.h>
 
 #include <algorithm>
 #include <string>
@@ -18,6 +17,8 @@ namespace orvix::test {
 namespace {
 
 using si_exporter::machine_time;
+using si_exporter::metrics_of;
+using si_exporter::metrics_page;
 using si_exporter::monitor;
 using testing::HasSubstr;
 
@@ -46,9 +47,9 @@ private:
         watched_.filled(stream.size(), time_);
     }
     std::string scrape() const {
-        std::vector<prometheus::MetricFamily> families = si_exporter::collect({});
-        add_metrics(families, {"tv", "udp://127.0.0.1:5004"}, watched_, {}, time_);
-        return prometheus::TextSerializer().Serialize(families);
+        metrics_page page;
+        page.add(metrics_of({"tv", "udp://127.0.0.1:5004"}, watched_, {}, time_));
+        return page.text();
     }
 
     // What the receiver's library notes of each section is not looked at.
