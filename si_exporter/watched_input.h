@@ -4,7 +4,9 @@
 #include <inputs/source.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <exception>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -20,7 +22,8 @@ namespace orvix::si_exporter {
 machine_time now();
 
 /// An input that a thread of its own follows. What goes away is opened again every second, a
-/// group that is silent joined again every ten; a regular file is read once.
+/// group that is silent joined again every ten; a regular file is read once. Where memory lacks, it
+/// begins anew with another monitor.
 class watched_input {
 public:
     /// Is told, by the input's thread, what a user should know: one line, without the name.
@@ -41,11 +44,11 @@ public:
         std::uint64_t opened = 0;  ///< how often
         std::optional<inputs::network_counts> network;
     };
-    /// Calls `read(monitor, link)` while nothing changes.
+    /// Calls `read(monitor, link)` while nothing changes; not where memory lacks for a monitor.
     template <typename Read>
     void look(Read read) const {
         const std::lock_guard<std::mutex> hold(mutex_);
-        read(monitor_, link_);
+        if (monitor_) read(*monitor_, link_);
     }
 
     /// Seconds since its thread has last shown that it runs.
@@ -53,21 +56,29 @@ public:
 
 private:
     void run();
+    void follow();
+    bool open_and_read();
     void read_until_end(inputs::source& from);
     void count_network(const inputs::network_counts& now, const inputs::network_counts& before);
-    void say(const std::string& line);
+    void say_notice(const std::string& line);
+    void say_error(const std::string& line);
+    void say_failure(const std::exception& why);
+    void say_it_is_back();
     bool rests(std::chrono::milliseconds time);
     bool is_stopping() const { return is_stopping_; }
 
     named_input what_;
+    monitor::settings how_;
     notice_handler on_notice_;
     int wake_;
     std::atomic<bool> is_stopping_ = false;
     std::atomic<double> last_turn_;
+    // What was said, so that the same is not said again and again.
     std::string last_notice_;
+    std::string last_error_;  ///< empty where it is over
 
     mutable std::mutex mutex_;  ///< for what stands behind it
-    monitor monitor_;
+    std::optional<monitor> monitor_;
     link link_;
 
     std::thread thread_;  ///< the last, because it uses all others
