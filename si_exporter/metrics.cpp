@@ -306,7 +306,7 @@ void add_services(samples& to, const monitor& of, machine_time now) {
                                {"type", std::string(type)}});
         to.add(service_up, of.is_up(service, now) ? 1.0 : 0.0, {id});
         to.add(service_bytes, of.bytes(service), {id});
-        if (service.present) add_event(to, of, *service.present, id);
+        if (service.present && of.is_up(now)) add_event(to, of, *service.present, id);
     }
 }
 
@@ -345,7 +345,7 @@ std::vector<MetricFamily> metrics_of(const named_input& what, const monitor& of,
     add_tables(all, of);
     add_findings(all, of);
     add_services(all, of, now);
-    if (const auto offset = of.clock_offset()) all.add(clock_offset, *offset);
+    if (const auto offset = of.clock_offset(now)) all.add(clock_offset, *offset);
     for (const auto& [bounded, count] : of.left_out()) {
         all.add(left_out, count, {{"what", std::string(bounded)}});
     }

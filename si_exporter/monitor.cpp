@@ -17,6 +17,9 @@ constexpr std::string_view tables[] = {"pat", "pmt", "sdt", "nit", "eit", "ait",
 
 constexpr double time_between_looks = 1;  // seconds
 
+// In seconds. A clock is told every 30, and has not gone where three are lost.
+constexpr double longest_without_clock = 120;
+
 /// Those of this transport stream whose versions tell something: schedules change all the time.
 bool has_told_version(std::uint8_t table_id) {
     switch (table_id) {
@@ -51,6 +54,7 @@ monitor::monitor(settings how, machine_time now)
 }
 
 void monitor::filled(std::size_t size, machine_time now) {
+    if (silent_seconds(now) >= longest_silence) findings_.interrupted();
     now_ = now;
     bytes_ += size;
     const std::uint64_t packets = stream_.reader().packets();
@@ -166,7 +170,13 @@ void monitor::take_time(const sighting& seen) {
         told = (*tot)->utc_time;
     }
     if (!told || *told == undefined_time) return;
-    clock_offset_ = static_cast<double>(utc_of(*told)) - now_.utc;
+    clock_ = {static_cast<double>(utc_of(*told)) - now_.utc, now_.steady};
+}
+
+std::optional<double> monitor::clock_offset(machine_time now) const {
+    const bool is_told = clock_ && now.steady - clock_->told_at <= longest_without_clock;
+    if (!is_told || !is_up(now)) return std::nullopt;
+    return clock_->ahead;
 }
 
 std::int64_t monitor::utc_of(std::time_t broadcast_clock) const {

@@ -89,8 +89,9 @@ public:
 
     /// Seconds since 1970, where the broadcast's clock shows this.
     std::int64_t utc_of(std::time_t broadcast_clock) const;
-    /// How far the broadcast's clock was ahead of the machine's, when it was last told.
-    std::optional<double> clock_offset() const { return clock_offset_; }
+    /// How far the broadcast's clock is ahead of the machine's; none where it has not been told for
+    /// long, or nothing comes.
+    std::optional<double> clock_offset(machine_time now) const;
     /// How much exceeded the bounds of what is kept, by `bound::what`. What both the services and
     /// the findings leave out counts twice.
     std::map<std::string_view, std::uint64_t> left_out() const;
@@ -129,7 +130,11 @@ private:
     // A hundred services with a PMT, an EIT and two AITs fit.
     broadcast::bound versions_limit_ = {"tables whose versions are told", 500};
     std::map<finding_key, finding_counts> findings_seen_;
-    std::optional<double> clock_offset_;
+    struct told_clock {
+        double ahead = 0;    ///< seconds
+        double told_at = 0;  ///< on the machine's steady clock
+    };
+    std::optional<told_clock> clock_;
     broadcast::findings findings_;
     broadcast::multiplex stream_;
 };

@@ -2,6 +2,14 @@
 
 namespace orvix::broadcast {
 
+namespace {
+
+// By so many seconds PCRs go on where something is missing between them. In a shorter hole no table
+// changes so often that its version comes again, and clocks are not compared so closely.
+constexpr double shortest_hole = 1;
+
+}  // namespace
+
 void findings::set_time(std::uint64_t number, std::optional<double> seconds) {
     ledger_.set_time({number, stream_.has_value(), seconds, clock_.time(seconds)});
 }
@@ -43,11 +51,13 @@ void findings::packet_fault(const section_feed::packet& packet, std::uint16_t pi
                             section_feed::packet_fault what) {
     set_time(packet.index);
     stream_faults_.take(pid, what);
+    if (what == section_feed::packet_fault::continuity) versions_.forget(pid);
 }
 
 void findings::clock_reference(const section_feed::clock_reference& reference) {
     set_time(reference.packet_index);
     stream_faults_.take(reference);
+    if (reference.jumped && reference.by_value > shortest_hole) interrupted();
 }
 
 void findings::dropped(std::uint16_t pid, std::uint64_t packet, section_feed::drop_reason why) {
@@ -90,6 +100,11 @@ void findings::refused(const place& where, const refusal& what) {
     announcements_.take(seen);
     pmts_.take(seen.bytes, seen.size, seen.where.pid, seen.seconds);
     applications_.take(seen);
+}
+
+void findings::interrupted() {
+    clock_.forget();
+    versions_.forget();
 }
 
 void findings::end() {

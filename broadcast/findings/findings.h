@@ -50,6 +50,9 @@ public:
     void dropped(std::uint16_t pid, std::uint64_t packet, section_feed::drop_reason why) override;
     void section(const sighting& seen) override;
     void refused(const place& where, const refusal& what) override;
+    /// The stream was not received for a while. What it has sent meanwhile is not known: versions
+    /// and the broadcast's clock are not compared with what came before.
+    void interrupted();
     /// No more comes, and the stream is still there.
     void end();
 

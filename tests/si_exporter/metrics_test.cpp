@@ -322,6 +322,56 @@ TEST_F(Metrics, TellHowFarTheBroadcastsClockIsOff) {
     EXPECT_EQ(value("isdb_clock_offset_seconds"), "-8");
 }
 
+TEST_F(Metrics, TellNoClockThatIsOutOfDate) {
+    stream_writer stream;
+    stream.section(0x0014, tot()).null_packets(10);
+    read(stream);
+    stream_writer without;
+    without.null_packets(1'000);
+    read(without, 100, 1.19);  // two minutes
+    EXPECT_EQ(value("isdb_clock_offset_seconds"), "0");
+    read(without, 2, 1);
+    EXPECT_EQ(value("isdb_clock_offset_seconds"), "none");
+}
+
+TEST_F(Metrics, TellNoClockAndNothingOnTheAirWithoutASignal) {
+    const std::string service = "service_id=\"0x5C20\"";
+    const auto are_told = [&] {
+        return std::set<bool>{value("isdb_clock_offset_seconds") != "none",
+                              value("isdb_event_info", service + ",name=\"Jornal\"") != "none",
+                              value("isdb_event_start_timestamp_seconds", service) != "none",
+                              value("isdb_event_duration_seconds", service) != "none"};
+    };
+    read(known_broadcast(4), 4);
+    EXPECT_EQ(are_told(), std::set<bool>{true});
+    time.steady += 6;
+    watched.pass(time);
+    EXPECT_EQ(are_told(), std::set<bool>{false});
+    EXPECT_EQ(value("isdb_service_up", service), "0");
+    read(part(known_broadcast(1), 900, 1'000), 1, 0.1);
+    EXPECT_EQ(are_told(), std::set<bool>{true});
+}
+
+TEST_F(Metrics, CompareNoVersionsAcrossAnOutage) {
+    const std::string finding = "finding=\"content_without_version\",severity=\"error\"";
+    const auto nit_of = [](std::uint16_t network_id) {
+        stream_writer stream;
+        for (int i = 0; i < 16; ++i) {  // as many as there are counters
+            stream.section(0x0010,
+                           nit_section(7, {}, transport_stream(network_id, network_id, {})));
+        }
+        return stream.null_packets(10);
+    };
+    read(nit_of(1));
+    time.steady += 6;
+    watched.pass(time);
+    read(nit_of(2));
+    EXPECT_EQ(value("isdb_finding_begun_total", finding), "0");
+    EXPECT_EQ(value("isdb_continuity_errors_total", "pid=\"0x0010\""), "0");
+    read(nit_of(3));
+    EXPECT_EQ(value("isdb_finding_begun_total", finding), "1");
+}
+
 /// Of a broadcast whose clock is four hours behind UTC.
 class MetricsInTheWest : public Metrics {
 protected:

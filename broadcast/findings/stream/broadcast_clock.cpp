@@ -71,6 +71,11 @@ void broadcast_clock::compare(const reading& now, std::uint8_t table_id) {
     if (is_wrong || by_stream >= minute) compared_ = now;
 }
 
+void broadcast_clock::forget() {
+    last_.reset();
+    compared_.reset();
+}
+
 std::optional<std::time_t> broadcast_clock::time(std::optional<double> seconds) const {
     if (!last_ || !seconds || !last_->seconds) return std::nullopt;
     return static_cast<std::time_t>(last_->time) +

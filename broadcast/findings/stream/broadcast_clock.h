@@ -17,6 +17,9 @@ public:
     /// A TDT or TOT; others say nothing.
     void take(const sighting& seen);
 
+    /// Nothing is known of how long the stream's clock stood still.
+    void forget();
+
     /// The time at this second of the stream; none before the broadcast has told it.
     std::optional<std::time_t> time(std::optional<double> seconds) const;
 

@@ -75,6 +75,19 @@ void table_versions::take(const sighting& seen) {
     look_for_missing(known, seen);
 }
 
+void table_versions::forget(std::uint16_t pid) {
+    auto known = tables_.lower_bound({pid, 0, 0, 0});
+    while (known != tables_.end() && std::get<0>(known->first) == pid) {
+        kept_ -= known->second.sections.size() + known->second.before.size();
+        known = tables_.erase(known);
+    }
+}
+
+void table_versions::forget() {
+    tables_.clear();
+    kept_ = 0;
+}
+
 void table_versions::take_not_yet_valid(const sighting& seen) {
     to_.occurs({finding_kind::not_yet_valid, subject_of(seen), {}, {}, {}}, [&] {
         return wording::table_of(seen.bytes) +

@@ -18,6 +18,10 @@ public:
     explicit table_versions(ledger& to) : to_(to) {}
 
     void take(const sighting& seen);
+    /// Nothing is known of how often tables have changed meanwhile: there are 32 versions, and a
+    /// station that begins anew may begin with any. On this PID, or on all.
+    void forget(std::uint16_t pid);
+    void forget();
 
     const bound& limit() const { return bound_; }
 

@@ -59,6 +59,16 @@ TEST_F(BroadcastClock, IsComparedWithThatOfTheStream) {
               "in a minute)");
 }
 
+TEST_F(BroadcastClock, IsNotComparedAcrossAHole) {
+    stream_writer cut = timed_stream(70)
+                            .once(1, 0x0014, tdt_at(0x203000))
+                            .once(61, 0x0014, tdt_at(0x203100))
+                            .write();
+    EXPECT_THAT(says("clock_wrong", cut), IsEmpty());
+    cut.packets().erase(cut.packets().begin() + 10'000, cut.packets().begin() + 50'000);
+    EXPECT_THAT(says("clock_wrong", cut), IsEmpty());
+}
+
 TEST_F(BroadcastClock, DatesWhatIsFoundAfterIt) {
     timed_stream stream(4);
     stream.every(0.3, 0x0000, {pat()}, 0.001, 0.5)

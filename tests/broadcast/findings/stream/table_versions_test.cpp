@@ -46,6 +46,35 @@ TEST_F(TableVersions, TellOfContentThatChangesWithoutItsVersion) {
         IsEmpty());
 }
 
+TEST_F(TableVersions, AreNotComparedAcrossLostPacketsOfTheirPid) {
+    const auto with_a_loss_on = [](std::uint16_t pid, std::uint8_t version) {
+        stream_writer stream = sdts({part_of_sdt(4, 0, 0)});
+        stream.section(0x0010, nit()).skip_counter(pid).section(0x0010, nit());
+        return stream.section(0x0011, part_of_sdt(version, 0, 0, "Acre")).null_packets(5);
+    };
+    EXPECT_THAT(says("content_without_version", with_a_loss_on(0x0011, 4)), IsEmpty());
+    EXPECT_EQ(says("content_without_version", with_a_loss_on(0x0010, 4)).size(), 1u);
+    EXPECT_THAT(says("version_jump", with_a_loss_on(0x0011, 9)), IsEmpty());
+    EXPECT_EQ(says("version_jump", with_a_loss_on(0x0010, 9)).size(), 1u);
+}
+
+TEST_F(TableVersions, AreNotComparedAcrossAHoleThatOnlyTheClockTells) {
+    const auto without_seconds = [](std::size_t from, std::size_t to) {
+        stream_writer stream = timed_stream(40)
+                                   .every(1, 0x0011, {part_of_sdt(4, 0, 0)}, 0, 20)
+                                   .every(1, 0x0011, {part_of_sdt(4, 0, 0, "Acre")}, 20)
+                                   .write();
+        auto& packets = stream.packets();
+        const auto first = packets.begin() + static_cast<std::ptrdiff_t>(from * 1'000);
+        packets.erase(first, packets.begin() + static_cast<std::ptrdiff_t>(to * 1'000));
+        return stream;
+    };
+    // Sixteen are missing, as many as there are counters.
+    EXPECT_THAT(says("continuity", without_seconds(12, 28)), IsEmpty());
+    EXPECT_THAT(says("content_without_version", without_seconds(12, 28)), IsEmpty());
+    EXPECT_EQ(says("content_without_version", without_seconds(0, 0)).size(), 1u);
+}
+
 TEST_F(TableVersions, NoteAVersionWithoutNewContent) {
     EXPECT_THAT(says("version_without_content", sdts({part_of_sdt(4, 0, 1), part_of_sdt(4, 1, 1),
                                                       part_of_sdt(5, 0, 1), part_of_sdt(5, 1, 1)})),
