@@ -161,8 +161,9 @@ void completeness::add_missing_schedules(std::vector<missing_part>& to) const {
     if (with_schedule_.any()) {
         for (std::size_t id = 0; id < with_schedule_.size(); ++id) {
             const auto service_id = static_cast<std::uint16_t>(id);
-            if (with_schedule_[id])
+            if (with_schedule_[id]) {
                 awaited.try_emplace({service_id, table_ids::first_schedule_actual}, 0);
+            }
         }
     }
     for (const auto& [key, last_table_id] : awaited) {

@@ -260,8 +260,8 @@ void services::take_table(const nit& section, const sighting& seen) {
 }
 
 void services::take_table(const eit& section, const sighting& /*seen*/) {
-    if (section.table_id != table_ids::present_following_actual || section.section_number > 1)
-        return;
+    if (section.table_id != table_ids::present_following_actual) return;
+    if (section.section_number > 1) return;
     events_original_network_id_ = low16(section.original_network_id);
     const std::uint16_t service_id = low16(section.service_id);
     const auto known = events_.find(service_id);

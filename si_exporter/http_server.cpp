@@ -75,7 +75,7 @@ void write(mg_connection* to, std::string_view body) {
 int handle(mg_connection* connection) {
     const auto* const asked = mg_get_request_info(connection);
     const auto& answers = *static_cast<const http_server::pages*>(asked->user_data);
-    // Nor is a body waited for that a request has no use for.
+    // Else the server would wait for a body, which no request has a use for.
     mg_disable_connection_keep_alive(connection);
     answer a;
     std::string_view body;

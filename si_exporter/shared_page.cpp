@@ -9,6 +9,7 @@ shared_page::text shared_page::get() {
     const std::lock_guard<std::mutex> hold(mutex_);
     text page = last_.lock();
     if (page != nullptr && begun_ > begun_before) return page;
+    // The old one goes before there is a new one, unless somebody still sends it.
     page = nullptr;
     last_.reset();
     ++begun_;

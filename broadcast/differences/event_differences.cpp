@@ -20,10 +20,10 @@ public:
     explicit missing_eits(const missing_parts& missing) {
         for (const missing_part& part : missing.parts) {
             if (!part.service_id) continue;
-            if (part.table_id >= table_ids::first_schedule_actual)
-                schedules_.insert(*part.service_id);
-            if (part.table_id == table_ids::present_following_actual)
-                present_following_.insert(*part.service_id);
+            const bool is_schedule = table_ids::is_schedule_actual(part.table_id);
+            const bool is_present_following = table_ids::is_present_following(part.table_id);
+            if (is_schedule) schedules_.insert(*part.service_id);
+            if (is_present_following) present_following_.insert(*part.service_id);
         }
     }
 

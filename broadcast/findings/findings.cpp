@@ -51,6 +51,7 @@ void findings::packet_fault(const section_feed::packet& packet, std::uint16_t pi
                             section_feed::packet_fault what) {
     set_time(packet.index);
     stream_faults_.take(pid, what);
+    // Sections behind a hole may come before the next PCR, which tells how long it is.
     if (what == section_feed::packet_fault::continuity) versions_.forget(pid);
 }
 

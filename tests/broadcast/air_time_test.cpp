@@ -2,7 +2,7 @@
 #include <broadcast/multiplex.h>
 #include <broadcast/times.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include <string>
 
@@ -13,10 +13,7 @@ namespace {
 
 using namespace test;
 
-class AirTime : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class AirTime : public without_log {};
 
 class time_observer : public observer {
 public:

@@ -1,7 +1,7 @@
 #include <broadcast/interval_statistics.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include <string>
 #include <vector>
@@ -15,10 +15,7 @@ using namespace test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class IntervalStatistics : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class IntervalStatistics : public without_log {};
 
 std::vector<interval_summary> intervals_of(const timed_stream& stream) {
     interval_statistics intervals;

@@ -2,8 +2,8 @@
 #include <broadcast/names.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
 #include <small_broadcast.h>
+#include <without_log.h>
 
 #include <algorithm>
 #include <array>
@@ -56,10 +56,8 @@ public:
     std::size_t enough = 1'000'000;
 };
 
-class Multiplex : public testing::Test {
+class Multiplex : public without_log {
 protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-
     std::vector<std::string> shown(const stream_writer& stream) {
         multiplex from("", to, how);
         push(from, stream);

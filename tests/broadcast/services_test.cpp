@@ -4,8 +4,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <hostile_streams.h>
-#include <log/orvix_log.h>
+#include <log_capture.h>
 #include <small_broadcast.h>
+#include <without_log.h>
 
 #include <algorithm>
 
@@ -102,10 +103,7 @@ bytes event_named(std::uint16_t event_id, const std::string& name) {
                  describe_short_event("por", name, ""));
 }
 
-class Services : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class Services : public without_log {};
 
 TEST_F(Services, TellAllThatTheTablesSay) {
     stream_writer stream = all_tables();
@@ -527,7 +525,7 @@ std::size_t size_of(const told_services& told) {
 class ServicesOfHostileStreams : public testing::TestWithParam<hostile_stream> {};
 
 TEST_P(ServicesOfHostileStreams, StayWithinTheirBounds) {
-    OrvixLog::reporting_level() = OrvixLog::NONE;
+    const log_capture silence(OrvixLog::NONE);
     taking_observer taker;
     multiplex from("", taker, {});
     stream_writer stream;

@@ -19,8 +19,9 @@ TEST(Display, AccentedLettersTakeOneColumnAndWideOnesTwo) {
 TEST(Display, WidthsOfEuropeanLettersAreTheCLibrarys) {
     const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
     const locale_t before = uselocale(utf8);
-    for (wchar_t code = 0xA0; code < 0x0300; ++code)
+    for (wchar_t code = 0xA0; code < 0x0300; ++code) {
         ASSERT_EQ(wcwidth(code), 1) << static_cast<int>(code);
+    }
     uselocale(before);
     freelocale(utf8);
 }

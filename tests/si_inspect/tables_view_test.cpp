@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <small_broadcast.h>
 #include <views/tables_view.h>
+#include <without_log.h>
 #include <writers/fields.h>
 
 #include <algorithm>
@@ -39,10 +40,8 @@ void feed(multiplex& to, const std::uint8_t* data, std::size_t size) {
     to.filled(size);
 }
 
-class TablesView : public testing::Test {
+class TablesView : public without_log {
 protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-
     std::vector<std::string> shown(const stream_writer& stream) {
         noting_writer writer;
         tables_view view(how, writer, [](const place&, const refusal&) {});

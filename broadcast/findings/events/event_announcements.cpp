@@ -42,8 +42,8 @@ double event_announcements::limit_of(kind what) const {
 
 void event_announcements::take(const sighting& seen) {
     const std::uint8_t table_id = seen.bytes[0];
-    if (table_ids::is_eit_actual(table_id) && seen.size >= EIT_HEADER_SIZE + PSI_CRC_SIZE)
-        take_eit(seen);
+    const bool has_header = seen.size >= EIT_HEADER_SIZE + PSI_CRC_SIZE;
+    if (table_ids::is_eit_actual(table_id) && has_header) take_eit(seen);
     if (table_id == table_ids::sdt_actual && psi_get_current(seen.bytes)) take_sdt(seen);
 }
 

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -15,10 +15,7 @@ using testing::StartsWith;
 constexpr std::uint8_t announces_schedule = 2;
 constexpr std::uint8_t announces_present = 1;
 
-class EventAnnouncements : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class EventAnnouncements : public without_log {};
 
 bytes pat_of_one() {
     return pat_section(multiplex_id, program(0, 0x0010) + program(hd_service, hd_pmt_pid));

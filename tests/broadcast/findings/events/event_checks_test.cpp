@@ -1,7 +1,7 @@
 #include <broadcast/times.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -16,10 +16,7 @@ using testing::SizeIs;
 
 constexpr std::uint16_t eit_pid = 0x0012;
 
-class EventChecks : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class EventChecks : public without_log {};
 
 // --- Events ---
 

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
 #include <section_feed/section_gate.h>
+#include <without_log.h>
 
 #include <random>
 
@@ -17,10 +17,7 @@ using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
 
-class ReceiverChecks : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class ReceiverChecks : public without_log {};
 
 /// The sections on the PID, behind a PAT and a PMT that name it where they have to.
 stream_writer stream_of(std::uint16_t pid, const std::vector<bytes>& sections) {

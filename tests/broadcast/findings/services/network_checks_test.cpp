@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -13,10 +13,7 @@ using testing::IsEmpty;
 
 constexpr std::uint16_t other_id = 0x02E2;
 
-class NetworkChecks : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class NetworkChecks : public without_log {};
 
 bytes numbered(std::uint16_t transport_stream_id, std::uint16_t original_network_id,
                const bytes& more = {}) {

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -14,10 +14,7 @@ using testing::IsEmpty;
 constexpr std::uint16_t second_service = 0x5C21;
 constexpr std::uint16_t second_pmt_pid = 0x0120;
 
-class ServiceChecks : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class ServiceChecks : public without_log {};
 
 bytes pat_of(const bytes& programs, const long_header& header = {}) {
     return pat_section(multiplex_id, program(0, 0x0010) + programs, header);

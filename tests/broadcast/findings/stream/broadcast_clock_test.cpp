@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -11,10 +11,7 @@ using namespace test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class BroadcastClock : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class BroadcastClock : public without_log {};
 
 bytes tdt_at(std::uint32_t hhmmss) { return tdt_section(utc_time(day, hhmmss)); }
 

@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -14,10 +14,7 @@ using testing::IsEmpty;
 constexpr std::uint16_t video_pid = 0x0111;
 constexpr std::uint16_t strange_pid = 0x0333;
 
-class PidWatch : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class PidWatch : public without_log {};
 
 bytes pat_of_one() {
     return pat_section(multiplex_id, program(0, 0x0010) + program(hd_service, hd_pmt_pid));

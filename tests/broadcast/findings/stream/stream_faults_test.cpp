@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -13,10 +13,7 @@ using testing::IsEmpty;
 
 constexpr std::uint16_t video_pid = 0x0111;
 
-class StreamFaults : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class StreamFaults : public without_log {};
 
 adaptation_field pcr(double seconds, bool announced = false) {
     adaptation_field adaptation;

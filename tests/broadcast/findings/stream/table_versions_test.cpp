@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include "../finding_streams.h"
 
@@ -11,10 +11,7 @@ using namespace test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class TableVersions : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class TableVersions : public without_log {};
 
 /// An SDT in as many sections as `last` says, each with a service of its own.
 bytes part_of_sdt(std::uint8_t version, std::uint8_t number, std::uint8_t last,

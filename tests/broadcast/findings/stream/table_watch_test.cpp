@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log/orvix_log.h>
+#include <without_log.h>
 
 #include <cmath>
 #include <sstream>
@@ -14,10 +14,7 @@ using namespace test;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class TableWatch : public testing::Test {
-protected:
-    void SetUp() override { OrvixLog::reporting_level() = OrvixLog::NONE; }
-};
+class TableWatch : public without_log {};
 
 /// PAT and PMTs as they have to come.
 timed_stream with_programmes(double seconds) {
