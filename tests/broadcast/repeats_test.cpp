@@ -61,11 +61,19 @@ TEST_F(Repeats, AreThoseOfTheCurrentAndOfTheNextVersionEach) {
 }
 
 TEST_F(Repeats, AreToldApartByTheNetworkAndTheStreamThatTheyDescribe) {
-    const auto eit = [](std::uint16_t stream, std::uint16_t network) {
-        return eit_section({0x4F, 1, stream, network, 0, 0x4F}, {});
-    };
-    const std::vector<bytes> sections = {sdt_section(1, 1, {}), sdt_section(1, 2, {}), eit(1, 1),
-                                         eit(2, 1), eit(1, 2)};
+    std::vector<bytes> sections;
+    for (const std::uint8_t table_id : bytes{0x42, 0x46}) {
+        for (std::uint16_t network = 1; network <= 2; ++network) {
+            sections.push_back(sdt_section(1, network, {}));
+            sections.back()[0] = table_id;
+        }
+    }
+    for (const std::uint8_t table_id : bytes{0x4E, 0x4F, 0x50, 0x5F, 0x60, 0x6F}) {
+        const auto eit = [&](std::uint16_t stream, std::uint16_t network) {
+            return eit_section({table_id, 1, stream, network, 0, table_id}, {});
+        };
+        sections.insert(sections.end(), {eit(1, 1), eit(2, 1), eit(1, 2)});
+    }
     for (const bytes& section : sections) EXPECT_TRUE(is_new(section));
     for (const bytes& section : sections) EXPECT_FALSE(is_new(section));
 }
